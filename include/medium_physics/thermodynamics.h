@@ -1,0 +1,204 @@
+// The solver interfaces that every fluid medium implements, and the medium kind codes.
+//
+// Conventions for every operation below:
+//  - State values are doubles in SI units: p in Pa (absolute), T in K, h and e in J/kg (specific
+//    static enthalpy and internal energy), H in J/kg (total enthalpy, static plus kinetic), rho in
+//    kg/m3, cp in J/(kg K), molar mass M in kg/mol, viscosity mu in Pa s, conductivity lambda in
+//    W/(m K), speed of sound a in m/s.
+//  - Y points to the mass fractions, one per substance in the medium's substance order; its length
+//    is the medium's substance count and is never passed.
+//  - The first two scalars of a (p, T, Y) operation are always p then T.
+//  - Operations with several results write them through the pointers after the inputs, in the
+//    order listed; single results are returned.
+//  - Species indices are 32-bit; an index outside [0, count) yields 0.0.
+//  - Start values (T0, rho0) seed the iterations and are the results when an iteration fails (a
+//    numbered warning is logged). No operation throws, allocates or changes the object.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <memory>
+
+#include "medium_physics/host_shared_array.h"
+#include "medium_physics/host_unknown.h"
+
+class C_file_io;
+class C_substance_base;  // opaque to the host: a substance record shared between media
+
+// Medium kind codes: written into saved streams and returned by I_write::get_type_id. The codes
+// are fixed values, not positions.
+enum medium_kind : std::int32_t {
+    MP_KIND_IDEAL_GAS = 0,
+    MP_KIND_INC_LIQUID = 1,
+    MP_KIND_INC_NON_NEWTONIAN_LIQUID = 2,
+    MP_KIND_COMP_LIQUID = 3,
+    MP_KIND_ISOTHERM_CAVITATION = 4,
+    MP_KIND_REAL_GAS = 5,
+    MP_KIND_REAL_GAS_PHASE_CHANGE = 6,
+    MP_KIND_COMBUSTIBLE_VT = 7,
+    MP_KIND_COMBUSTIBLE_PT = 8,
+    MP_KIND_HYPERSONIC_GAS = 9,
+    MP_KIND_CAVITATION_OBSOLETE = 10,
+    MP_KIND_CONDENSATION_OBSOLETE = 11,
+    MP_KIND_PERFECT_GAS = 12,
+    MP_KIND_SINGLE_COMPONENT_VT = 13,
+    MP_KIND_FREE_SURFACE_VOF = 14,
+};
+inline constexpr std::int32_t kMediumKindCount = 15;
+
+using substance_array = host_shared_array<std::shared_ptr<C_substance_base>>;
+
+namespace FluidRadProp {
+
+class I_radiation_properties {
+public:
+    virtual ~I_radiation_properties() = default;
+    // A scalar radiation property of the medium at (p, T, Y); 0.0 for the gases.
+    virtual double get_radiation_value(double p, double T, const double* Y) const noexcept = 0;
+};
+
+class IRadPropFunctionality {
+public:
+    virtual ~IRadPropFunctionality() = default;
+    // Prepares the medium's radiation data; the gases do nothing.
+    virtual void update_radiation_properties() noexcept = 0;
+    // The medium's radiation properties; empty for the gases.
+    virtual std::shared_ptr<I_radiation_properties> get_radiation_properties() const noexcept = 0;
+};
+
+}  // namespace FluidRadProp
+
+class I_fluid_thermodynamics : public virtual IHostUnknown, public virtual FluidRadProp::IRadPropFunctionality {
+public:
+    // The medium's substances, in the order of its mass fractions.
+    virtual substance_array get_substances() const = 0;
+};
+
+class I_solver__fluid_thermodynamics_common : public virtual I_fluid_thermodynamics {
+public:
+    // 1. Mixture cp at (p, T).
+    virtual double get_cp(double p, double T, const double* Y) const noexcept = 0;
+    // 2. Mixture viscosity.
+    virtual double get_viscosity(double p, double T, const double* Y) const noexcept = 0;
+    // 3. Mixture conductivity.
+    virtual double get_conductivity(double p, double T, const double* Y) const noexcept = 0;
+    // 4. Prandtl number mu cp / lambda.
+    virtual double get_prandtl(double p, double T, const double* Y) const noexcept = 0;
+    // 5. Dimensionless thermal-expansion factor T * beta (1.0 for ideal gases).
+    virtual double get_expansion_factor(double p, double T, const double* Y) const noexcept = 0;
+    // 6. T such that h(T) = h; p and `unused` are ignored by the gases; T0 is the start value.
+    virtual double get_temperature_from_enthalpy(double h, double p, const double* Y, double unused,
+                                                 double T0) const noexcept = 0;
+    // 7. All properties at (p, T).
+    virtual void get_properties_p_T(double p, double T, const double* Y, double* rho, double* h,
+                                    double* cp, double* gamma, double* M, double* a, double* mu,
+                                    double* lambda) const noexcept = 0;
+    // 8. Mole fraction X_k = (Y_k / M_k) / sum(Y_i / M_i).
+    virtual double get_mole_fraction(double p, double T, const double* Y, std::int32_t k) const noexcept = 0;
+    // 9. Mass fraction Y_k = X_k M_k / sum(X_i M_i); X holds mole fractions here.
+    virtual double get_mass_fraction(double p, double T, const double* X, std::int32_t k) const noexcept = 0;
+    // 10. Total-minus-static over dynamic pressure at speed u (m/s).
+    virtual double get_dynamic_pressure_factor(double T, double u, const double* Y) const noexcept = 0;
+};
+
+// Pressure-based solvers.
+class I_solver__thermodynamics_P_H : public virtual I_solver__fluid_thermodynamics_common {
+public:
+    // 1. From total enthalpy H, pressure p, squared mass flux G2 = (rho u)^2 in kg2/(m4 s2) and the
+    //    start temperature T0: rho, T, cp, gamma, M, a, mu, lambda, and p echoed.
+    virtual void get_properties_p_H(double H, double p, const double* Y, double G2, double T0,
+                                    double* rho, double* T, double* cp, double* gamma, double* M,
+                                    double* a, double* mu, double* lambda, double* p_out) const noexcept = 0;
+    // 2. rho and T from (H, p, G2) with start values rho0, T0.
+    virtual void RhoT(double H, double p, const double* Y, double G2, double rho0, double T0,
+                      double* rho, double* T) const noexcept = 0;
+    // 3. T from the static enthalpy h (no start value).
+    virtual double get_T_p_h(double p, double h, const double* Y) const noexcept = 0;
+    // 4. Static enthalpy h(p, T).
+    virtual double get_enthalpy(double p, double T, const double* Y) const noexcept = 0;
+    // 5. Density rho(p, T).
+    virtual double get_density(double p, double T, const double* Y) const noexcept = 0;
+    // 6. Speed of sound a(p, T).
+    virtual double get_sound_speed(double p, double T, const double* Y) const noexcept = 0;
+    // 7. Isothermal d rho / d p in s2/m2.
+    virtual double get_drho_dp(double p, double T, const double* Y) const noexcept = 0;
+    // 8. The compressibility d rho / d p the pressure solver uses; 0.0 unless the medium says
+    //    otherwise (the gases do).
+    virtual double get_compressibility(double /*p*/, double /*T*/, const double* /*Y*/) const noexcept {
+        return 0.0;
+    }
+};
+
+// Density-based solvers. Operations 4 to 7 are the constant-gamma (calorically perfect)
+// closures; they obtain gamma through get_gamma, so a medium that overrides only get_gamma
+// changes all of them.
+class I_solver__thermodynamics_Rho_E : public virtual I_solver__fluid_thermodynamics_common {
+public:
+    // 1. From internal energy e, density rho and start temperature T0: p, T, cp, gamma, M, a, mu, lambda.
+    virtual void get_properties_rho_e(double e, double rho, const double* Y, double T0, double* p,
+                                      double* T, double* cp, double* gamma, double* M, double* a,
+                                      double* mu, double* lambda) const noexcept = 0;
+    // 2. From p and rho: e, T, cp, gamma, M, a, mu, lambda; `unused` is ignored.
+    virtual void get_properties_p_rho(double p, double rho, const double* Y, double unused, double* e,
+                                      double* T, double* cp, double* gamma, double* M, double* a,
+                                      double* mu, double* lambda) const noexcept = 0;
+    // 3. Mixture gamma; T is ignored by media with constant gamma.
+    virtual double get_gamma(double T, const double* Y) const noexcept = 0;
+    // 4. a = sqrt(gamma (gamma - 1) e).
+    virtual double get_sound_speed_e(double e, const double* Y) const noexcept = 0;
+    // 5. e = (p / rho) / (gamma - 1).
+    virtual double get_energy_p_rho(double p_over_rho, const double* Y) const noexcept = 0;
+    // 6. p = (gamma - 1) rho e.
+    virtual double get_pressure_rho_e(double e, double rho, const double* Y) const noexcept = 0;
+    // 7. T = (gamma - 1) e / R.
+    virtual double get_temperature_e(double e, const double* Y) const noexcept = 0;
+};
+
+class I_fluid_ideal_gas : public virtual I_fluid_thermodynamics {
+public:
+    // p = rho R T.
+    virtual double pressure_rho_T(double rho, double T, const double* Y) const noexcept = 0;
+    // rho = p / (R T).
+    virtual double density_p_T(double p, double T, const double* Y) const noexcept = 0;
+};
+
+class I_solver_membrane_model_support : public virtual I_fluid_thermodynamics {
+public:
+    // Writes M_i (kg/mol) of every substance.
+    virtual void get_molar_masses(double* M) const noexcept = 0;
+    // Writes cp_i(T) of every substance.
+    virtual void get_species_cp(double p, double T, const double* Y, double* cp) const noexcept = 0;
+    // Writes h_i(T) of every substance.
+    virtual void get_species_enthalpy(double p, double T, const double* Y, double* h) const noexcept = 0;
+};
+
+// Saving a medium: the factory writes the kind code, then the medium's own record.
+class I_write {
+public:
+    virtual ~I_write() = default;
+    virtual std::int32_t get_type_id() const noexcept = 0;
+    // Writes the medium's record; stream failures propagate as the stream's exceptions.
+    virtual void write(C_file_io& stream) const = 0;
+};
+
+namespace MED_PHYSICS {
+
+class I_diffusion_coefficient : public virtual IHostUnknown {
+public:
+    // Writes the number of principal conductivities to *count, their values at T (W/(m K)) to
+    // values[0..count), the 3x3 axes matrix (row order) to axes[0..9); returns the anisotropy
+    // type (0 isotropic, 1 orthotropic, 2 anisotropic).
+    virtual std::int32_t get_diffusion_coefficient(double T, std::int32_t* count, double* values,
+                                                   double* axes) const noexcept = 0;
+};
+
+class I_heatconducting_solid : public virtual I_diffusion_coefficient {
+public:
+    virtual double get_heat_value_a() const noexcept = 0;
+    virtual double get_heat_value_b() const noexcept = 0;
+    virtual double get_heat_parameter(double T) const noexcept = 0;
+};
+
+class I_electroconducting_solid : public virtual I_diffusion_coefficient {};
+
+}  // namespace MED_PHYSICS
