@@ -10,7 +10,7 @@ C_cavitation_therm_obsolete::C_cavitation_therm_obsolete(std::shared_ptr<C_obsol
 C_cavitation_therm_obsolete::~C_cavitation_therm_obsolete() = default;
 
 std::int32_t C_cavitation_therm_obsolete::query_interface(std::any& requested) {
-    return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics, I_write,
+    return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics, I_write, I_identity,
                         FluidRadProp::I_radiation_properties>(weak_from_this().lock(), requested);
 }
 

@@ -79,16 +79,16 @@ double temperature_from_enthalpy(const I_solver__thermodynamics_P_H& medium, dou
 
 // The base of every thermodynamics object: its identity, created fresh with the object (a loaded
 // object takes the identity from its stream record). Not copyable.
-class C_thermodynamic_base {
+class C_thermodynamic_base : public I_identity {
 public:
     C_thermodynamic_base() noexcept;
-    virtual ~C_thermodynamic_base();
+    ~C_thermodynamic_base() override;
     C_thermodynamic_base(const C_thermodynamic_base&) = delete;
     C_thermodynamic_base& operator=(const C_thermodynamic_base&) = delete;
 
     const host_guid& identity() const noexcept { return m_identity; }
     // Writes the 16 identity bytes into `out` (the key under which the factory registers it).
-    void get_identity(std::uint8_t* out) const noexcept;
+    void get_identity(std::uint8_t* out) const noexcept override;
 
 protected:
     void write_identity(C_file_io& stream) const;

@@ -172,6 +172,15 @@ public:
     virtual void get_species_enthalpy(double p, double T, const double* Y, double* h) const noexcept = 0;
 };
 
+// The identity of a created medium: the 16 bytes under which the factory registers it (and finds
+// it again with FindThermodynamics). Every thermodynamics object hands it out via query_interface.
+class I_identity {
+public:
+    virtual ~I_identity() = default;
+    // Writes the 16 identity bytes (GUID memory layout) into out[0..16).
+    virtual void get_identity(std::uint8_t* out) const noexcept = 0;
+};
+
 // Saving a medium: the factory writes the kind code, then the medium's own record.
 class I_write {
 public:
