@@ -19,3 +19,27 @@ public:
 };
 
 using description_array = host_shared_array<std::shared_ptr<IHostDescription>>;
+
+// A material property as a function of temperature: `constant` when the table is empty, else the
+// (T [K], value) points, T strictly increasing.
+struct host_property {
+    double constant = 0.0;
+    host_shared_array<double> T;
+    host_shared_array<double> value;
+};
+
+// The description of one gas component (ideal or perfect gas). Operations after those of
+// IHostDescription, in slot order:
+//   5 get_first_parameter, 6 get_cp [J/(kg K)], 7 get_viscosity [Pa s],
+//   8 get_conductivity [W/(m K)], 9 get_molar_mass [kg/mol], 10 get_gamma [-].
+// A perfect gas uses the constant of get_cp.
+class I_gas_description : public IHostDescription {
+public:
+    // A temperature-dependent parameter kept with the substance; the gas formulas do not use it.
+    virtual void get_first_parameter(host_property& property) = 0;
+    virtual void get_cp(host_property& property) = 0;
+    virtual void get_viscosity(host_property& property) = 0;
+    virtual void get_conductivity(host_property& property) = 0;
+    virtual double get_molar_mass() = 0;
+    virtual double get_gamma() = 0;
+};
