@@ -5,7 +5,8 @@
 #   1. installs the built tree into a temporary prefix,
 #   2. checks that the installed libmedium_physics.so exports create_medium_physics and nothing else,
 #   3. configures and builds examples/ on its own against that prefix (find_package, no build tree),
-#   4. runs the example with the installed libraries and expects exit status 0.
+#   4. runs the example with the installed libraries and expects exit status 0,
+#   5. checks that README.md quotes the example exactly as it is.
 # The temporary prefix is removed on exit. Any failure exits non-zero with the step that failed.
 set -euo pipefail
 
@@ -88,4 +89,17 @@ echo "check-install: run the example"
 if ! (cd "$prefix" && TMPDIR="$prefix" "$example"); then
   fail "the example exited with a non-zero status"
 fi
+# README.md quotes the example whole, in the first cpp block after the line that names the file.
+readme="$source_dir/README.md"
+[ -f "$readme" ] || fail "$readme not found"
+quoted=$(awk '/Quoted whole from examples\/host_example.cpp/ { found = 1; next }
+              found && !inside && /^```cpp$/ { inside = 1; next }
+              inside && /^```$/ { exit }
+              inside { print }' "$readme")
+if ! diff -u <(printf '%s\n' "$quoted") "$source_dir/examples/host_example.cpp" >"$log" 2>&1; then
+  cat "$log" >&2
+  fail "README.md does not quote examples/host_example.cpp as it is (diff above: README, then the file)"
+fi
+echo "check-install: README.md quotes the example as it is"
+
 echo "check-install: passed"
