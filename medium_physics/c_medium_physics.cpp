@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <utility>
 
+#include "c_ideal_gas_thermodynamics.h"
 #include "c_obsolete_media.h"
+#include "c_perfect_gas_thermodynamics.h"
 #include "c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "mp_log.h"
@@ -44,14 +46,19 @@ constexpr const char* kCacheNames[C_medium_physics::kCacheCount] = {
 
 using medium_loader = fluid_ptr (*)(C_file_io&, const C_medium_physics&);
 
-fluid_ptr load_cavitation_obsolete(C_file_io& stream, const C_medium_physics& factory) {
-    return C_cavitation_therm_obsolete::load(stream, factory);
+template <class Medium>
+fluid_ptr load_medium(C_file_io& stream, const C_medium_physics& factory) {
+    return Medium::load(stream, factory);
 }
 
 // Loaders by kind code; nullptr where this build does not provide the medium.
 constexpr medium_loader kLoaders[kMediumKindCount] = {
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-    nullptr, nullptr, load_cavitation_obsolete, nullptr, nullptr, nullptr, nullptr,
+    load_medium<C_ideal_gas_thermodynamics>,  // 0
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    load_medium<C_cavitation_therm_obsolete>,   // 10
+    nullptr,
+    load_medium<C_perfect_gas_thermodynamics>,  // 12
+    nullptr, nullptr,
 };
 
 std::uint64_t position(C_file_io& stream) noexcept {
@@ -106,11 +113,56 @@ void C_medium_physics::enter(const fluid_ptr& medium, bool register_it) {
 
 // ---- creating operations ------------------------------------------------------------------------
 
-std::int32_t C_medium_physics::CreateIdealGasThermodynamics(const description_array&, bool, fluid_ptr&) {
-    return unavailable("CreateIdealGasThermodynamics");
+template <std::size_t Cache, class Medium>
+std::int32_t C_medium_physics::create_gas_medium(const description_array& gases, bool register_it, fluid_ptr& out,
+                                                 const char* operation) {
+    using substance_type = typename std::tuple_element_t<Cache, caches>::substance_type;
+    const auto refuse = [&](const char* why) {
+        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE,
+                     __LINE__, operation, why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (gases.size() > thermo::kMaxCleanedSubstances) return refuse("a mixture holds at most 100 substances");
+        auto& entries = std::get<Cache>(m_caches).entries;
+        typename Medium::substances list(gases.size());
+        for (std::int32_t i = 0; i < gases.size(); ++i) {
+            const auto& description = gases[i];
+            if (!description) return refuse("a description is missing");
+            CHostString id_text;
+            description->get_identifier(id_text);
+            host_guid key;
+            if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("a description's identifier is not a GUID");
+            auto it = entries.find(key);
+            if (it == entries.end()) {
+                std::any request = std::shared_ptr<I_gas_description>();
+                if (description->query_interface(request) != MP_STATUS_OK) return refuse("a description is not a gas description");
+                const auto gas = std::any_cast<std::shared_ptr<I_gas_description>>(request);
+                auto substance = std::make_shared<substance_type>();
+                if (!gas || !substance->init(*gas, m_host.get())) return refuse("a gas substance could not be built");
+                it = entries.emplace(key, std::move(substance)).first;
+            }
+            list[i] = it->second;
+        }
+        fluid_ptr medium = Medium::create(list);
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
-std::int32_t C_medium_physics::CreatePerfectGasThermodynamics(const description_array&, bool, fluid_ptr&) {
-    return unavailable("CreatePerfectGasThermodynamics");
+
+std::int32_t C_medium_physics::CreateIdealGasThermodynamics(const description_array& gases, bool register_it,
+                                                            fluid_ptr& out) {
+    return create_gas_medium<kIdealGasCache, C_ideal_gas_thermodynamics>(gases, register_it, out,
+                                                                         "CreateIdealGasThermodynamics");
+}
+std::int32_t C_medium_physics::CreatePerfectGasThermodynamics(const description_array& gases, bool register_it,
+                                                              fluid_ptr& out) {
+    return create_gas_medium<kPerfectGasCache, C_perfect_gas_thermodynamics>(gases, register_it, out,
+                                                                             "CreatePerfectGasThermodynamics");
 }
 std::int32_t C_medium_physics::CreateIncompressibleLiquidThermodynamics(const description_array&, bool, fluid_ptr&) {
     return unavailable("CreateIncompressibleLiquidThermodynamics");

@@ -73,8 +73,8 @@ public:
     // Caches in the order Save writes them.
     static constexpr std::array<std::size_t, kCacheCount> kSaveOrder = {0, 1, 2, 3, 4, 7, 8, 9, 10, 11, 5, 6, 12, 13};
 
-    using caches = std::tuple<substance_cache<C_unavailable_substance>,     // 1 C_ideal_gas_substance
-                              substance_cache<C_unavailable_substance>,     // 2 C_perfect_gas_substance
+    using caches = std::tuple<substance_cache<C_ideal_gas_substance>,       // 1
+                              substance_cache<C_perfect_gas_substance>,     // 2
                               substance_cache<C_unavailable_substance>,     // 3 C_incompressible_liquid_substance
                               substance_cache<C_unavailable_substance>,     // 4 C_inc_non_newtonian_liquid_substance
                               substance_cache<C_unavailable_substance>,     // 5 C_compressible_liquid_substance
@@ -159,6 +159,11 @@ private:
     bool load_substance_entry(C_file_io& stream, std::int32_t tag, load_report* report);
     bool load_registry_entry(C_file_io& stream, std::int32_t kind, load_report* report);
     std::int32_t unavailable(const char* operation);
+    // Creates a gas mixture over the described substances, each taken from (or entered into) the
+    // cache at Cache.
+    template <std::size_t Cache, class Medium>
+    std::int32_t create_gas_medium(const description_array& gases, bool register_it, fluid_ptr& out,
+                                   const char* operation);
     void enter(const fluid_ptr& medium, bool register_it);
 
     std::weak_ptr<C_medium_physics> m_self;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "c_1d_param.h"
 #include "medium_physics/description.h"
 #include "medium_physics/host_guid.h"
 #include "medium_physics/host_object.h"
@@ -61,4 +62,78 @@ public:
 
 private:
     double m_parameter = 0.0;
+};
+
+// Fills `param` from a host property (constant, or a table whose temperatures strictly increase
+// and whose values are finite). False, and a log line naming the substance and the property,
+// when the table is not usable.
+bool param_from_host(const host_property& property, c_1d_param& param, const CHostString& substance,
+                     const char* what, IHostMessageSink* sink);
+
+// A thermally perfect gas component: cp(T) tabulated or constant, h(T) its integral from 0 K,
+// viscosity and conductivity as functions of T, molar mass, and a constant gamma used only by the
+// constant-gamma closures of the density-based interface.
+// Record: byte 0; the common record; M and gamma; cp, mu and lambda as parameter records.
+// (The first temperature parameter is kept with the substance but not saved.)
+class C_ideal_gas_substance final : public C_substance_base {
+public:
+    C_ideal_gas_substance() = default;
+    ~C_ideal_gas_substance() = default;
+    // False, with a log line, when the description cannot make a gas (bad identifier, molar mass
+    // not positive, unusable table).
+    bool init(I_gas_description& description, IHostMessageSink* sink);
+
+    double molar_mass() const noexcept { return m_M; }
+    double gamma() const noexcept { return m_gamma; }
+    double cp(double T) const noexcept { return m_cp.value(T); }
+    double h(double T) const noexcept { return m_cp.integral(T); }
+    void cp_h(double T, double& cp, double& h) const noexcept { m_cp.value_and_integral(T, cp, h); }
+    double mu(double T) const noexcept { return m_mu.value(T); }
+    double lambda(double T) const noexcept { return m_lambda.value(T); }
+    const c_1d_param& cp_param() const noexcept { return m_cp; }
+    const c_1d_param& first_parameter() const noexcept { return m_first; }
+
+    void write(C_file_io& stream) const;
+    bool read(C_file_io& stream);
+
+private:
+    c_1d_param m_first;
+    c_1d_param m_cp;
+    c_1d_param m_mu;
+    c_1d_param m_lambda;
+    double m_M = 0.0;
+    double m_gamma = 0.0;
+};
+
+// A calorically perfect gas component: constant cp, h = cp T, temperature-dependent viscosity
+// and conductivity. Record: byte 0; the common record; M and gamma (kept, not used by the
+// formulas); cp; mu and lambda as parameter records.
+class C_perfect_gas_substance final : public C_substance_base {
+public:
+    C_perfect_gas_substance() = default;
+    ~C_perfect_gas_substance() = default;
+    bool init(I_gas_description& description, IHostMessageSink* sink);
+
+    double molar_mass() const noexcept { return m_M; }
+    double gamma() const noexcept { return m_gamma; }
+    double cp(double) const noexcept { return m_cp; }
+    double h(double T) const noexcept { return m_cp * T; }
+    void cp_h(double T, double& cp, double& h) const noexcept {
+        cp = m_cp;
+        h = m_cp * T;
+    }
+    double mu(double T) const noexcept { return m_mu.value(T); }
+    double lambda(double T) const noexcept { return m_lambda.value(T); }
+    const c_1d_param& first_parameter() const noexcept { return m_first; }
+
+    void write(C_file_io& stream) const;
+    bool read(C_file_io& stream);
+
+private:
+    c_1d_param m_first;
+    double m_cp = 0.0;
+    c_1d_param m_mu;
+    c_1d_param m_lambda;
+    double m_M = 0.0;
+    double m_gamma = 0.0;
 };

@@ -33,7 +33,7 @@ struct host_property {
 //   5 get_first_parameter, 6 get_cp [J/(kg K)], 7 get_viscosity [Pa s],
 //   8 get_conductivity [W/(m K)], 9 get_molar_mass [kg/mol], 10 get_gamma [-].
 // A perfect gas uses the constant of get_cp.
-class I_gas_description : public IHostDescription {
+class I_gas_description : public virtual IHostDescription {
 public:
     // A temperature-dependent parameter kept with the substance; the gas formulas do not use it.
     virtual void get_first_parameter(host_property& property) = 0;
