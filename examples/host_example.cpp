@@ -37,8 +37,8 @@ int run() {
     if (!ok("create_medium_physics", create_medium_physics(factory, host))) return 1;
     if (query<I_medium_physics>(*factory, "QueryInterface(I_medium_physics)") != factory) return 1;
 
-    // A medium, entered in the factory's registry (register_it = true). This build provides only
-    // the obsolete cavitation model; the other media follow the same pattern with descriptions.
+    // A medium, entered in the factory's registry (register_it = true). The obsolete cavitation
+    // model needs no substance descriptions; the gas media take an array of them, one per component.
     fluid_ptr medium;
     const std::int32_t created = factory->CreateCavitationObsoleteThermodynamics(0.5, true, medium);
     if (!ok("CreateCavitationObsoleteThermodynamics", created)) return 1;
