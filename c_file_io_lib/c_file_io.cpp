@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include "file_io/c_file_io/scopes.h"
 #include "medium_physics/host_log.h"
@@ -130,13 +131,22 @@ void C_file_io::read_bytes(void* dst, std::size_t bytes, std::size_t width) {
     if (m_swap && width > 1) swap_elements(dst, bytes / width, width);
 }
 
+namespace {
+// count × width must not wrap: a wrapped size would move fewer bytes and still report success.
+std::size_t byte_count(std::size_t count, std::size_t width) {
+    if (count > std::numeric_limits<std::size_t>::max() / width)
+        throw c_RQ_io_error_logic("C_file_io: element count too large");
+    return count * width;
+}
+}  // namespace
+
 #define C_FILE_IO_TRANSFER(T)                                                  \
     std::size_t C_file_io::write(const T* src, std::size_t count) {            \
-        write_bytes(src, count * sizeof(T));                                   \
+        write_bytes(src, byte_count(count, sizeof(T)));                        \
         return count;                                                          \
     }                                                                          \
     std::size_t C_file_io::read(T* dst, std::size_t count) {                   \
-        read_bytes(dst, count * sizeof(T), sizeof(T));                         \
+        read_bytes(dst, byte_count(count, sizeof(T)), sizeof(T));              \
         return count;                                                          \
     }
 C_FILE_IO_TRANSFER(std::uint8_t)
@@ -232,6 +242,9 @@ void C_file_io::dft_begin_w_service(std::int32_t id) {
 
 void C_file_io::dft_end_w() {
     if (m_compression_on) throw c_RQ_io_error_logic("C_file_io::dft_end_w: a block cannot end inside a compressed section");
+    // A length field never starts at 0 (the id lies before it): 0 means no block is open, and
+    // patching there would overwrite the start of the stream.
+    if (m_length_pos == 0) throw c_RQ_io_error_logic("C_file_io::dft_end_w: no open block");
     const std::uint64_t end = tell();
     const std::int64_t width = m_length64 ? 8 : 4;
     const std::int64_t payload = static_cast<std::int64_t>(end - m_length_pos) - width;
@@ -245,6 +258,7 @@ void C_file_io::dft_end_w() {
         m_directory[m_current_id] =
             block_entry{m_length_pos - 4, static_cast<std::uint64_t>(payload + 4 + width)};
     }
+    m_length_pos = 0;  // ended; a scope restores its enclosing block's state
 }
 
 void C_file_io::dft_start_w() {
@@ -340,7 +354,9 @@ std::optional<std::int64_t> C_file_io::dft_find_r(std::int32_t id) {
     std::int32_t found = 0;
     std::int64_t length = 0;
     dft_begin_r(found, length);
-    if (found != id || length < 0) throw c_RQ_io_error("C_file_io::dft_find_r: the directory does not match the block");
+    const std::uint64_t header = m_length64 ? 12 : 8;
+    if (found != id || length < 0 || static_cast<std::uint64_t>(length) + header != it->second.length)
+        throw c_RQ_io_error("C_file_io::dft_find_r: the directory does not match the block");
     return length;
 }
 

@@ -28,6 +28,7 @@ void CZEngine::set_read_FILE(IRWProvider* reader, ISeekProvider* seeker) {
     m_opened_once = true;
     m_end_of_input = false;
     m_output_pending = false;
+    m_damaged = false;
     m_pos = m_avail = 0;
 }
 
@@ -63,9 +64,13 @@ void CZEngine::close() {
     } guard{*this};
     if (m_mode == 1) {
         // Drain to the end of the zlib stream so that the unconsumed input goes back to the file.
+        const bool reported = m_damaged;  // a failed read has already told the caller
         while (!m_end_of_input) {
-            if (!flush_in()) break;
+            if (!flush_in(true)) break;
         }
+        // A bad checksum shows only at the end of the zlib stream, often after the reader has
+        // taken all it wanted; a section that did not decode cleanly must not pass silently.
+        if (m_damaged && !reported) io_error("CZEngine::close: damaged compressed section");
     } else {
         flush_out(true);
     }
@@ -146,7 +151,7 @@ std::size_t CZEngine::read(void*, std::size_t, std::uint64_t) {
     logic_error("CZEngine::read(dst, count, offset) not implemented!");
 }
 
-bool CZEngine::flush_in() {
+bool CZEngine::flush_in(bool draining) {
     if (m_mode != 1) logic_error("CZEngine::flush_in unproper operation");
     m_pos = m_avail = 0;
     for (;;) {
@@ -184,7 +189,15 @@ bool CZEngine::flush_in() {
         m_z.avail_in = 0;
         m_output_pending = false;
         m_avail = produced;
-        return ret2 == Z_STREAM_END && produced > 0;
+        if (ret2 != Z_STREAM_END) {
+            m_damaged = true;
+            return false;
+        }
+        // The end of the stream can arrive in a refill of its own (its last bytes, the
+        // checksum, came in a read of the file after the last data): a reader asking for more
+        // is then past the end, the same as when the end came with the last data.
+        if (produced == 0 && !draining) io_error("CZEngine::flush_in EOF");
+        return produced > 0;
     }
 }
 

@@ -150,7 +150,9 @@ public:
 
 private:
     void flush_out(bool finish);
-    bool flush_in();
+    // Refills the uncompressed buffer. `draining` is set while a read section is being closed:
+    // reaching the end of the zlib stream is then the goal, not a read past the section's end.
+    bool flush_in(bool draining = false);
 
     z_stream m_z{};
     std::int32_t m_mode = 0;  // 0 closed, 1 reading, 2 writing
@@ -165,6 +167,7 @@ private:
     ISeekProvider* m_file_seek = nullptr;
     bool m_end_of_input = false;
     bool m_output_pending = false;  // the last inflate filled the buffer; zlib may hold more
+    bool m_damaged = false;         // inflate reported an error (bad data or checksum)
 };
 
 }  // namespace c_file_io::internal
