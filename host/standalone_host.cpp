@@ -1,4 +1,6 @@
 // The standalone host object and the JSON material descriptions.
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -58,14 +60,101 @@ std::string required_string(const nlohmann::json& m, const char* key) {
     return it->get<std::string>();
 }
 
+double required_number(const nlohmann::json& m, const char* key) {
+    const auto it = m.find(key);
+    if (it == m.end() || !it->is_number()) throw std::runtime_error(std::string("missing number field \"") + key + "\"");
+    return it->get<double>();
+}
+
+// {"constant": number, "table": {"T": [...], "value": [...]}}, the table optional.
+void check_property(const nlohmann::json& m, const char* key, bool required) {
+    const auto it = m.find(key);
+    if (it == m.end()) {
+        if (required) throw std::runtime_error(std::string("missing property \"") + key + "\"");
+        return;
+    }
+    const std::string where = std::string("property \"") + key + "\": ";
+    if (!it->is_object()) throw std::runtime_error(where + "must be an object");
+    required_number(*it, "constant");
+    const auto table = it->find("table");
+    if (table == it->end()) return;
+    if (!table->is_object()) throw std::runtime_error(where + "\"table\" must be an object");
+    const auto T = table->find("T");
+    const auto v = table->find("value");
+    if (T == table->end() || v == table->end() || !T->is_array() || !v->is_array())
+        throw std::runtime_error(where + "the table needs arrays \"T\" and \"value\"");
+    if (T->size() != v->size()) throw std::runtime_error(where + "\"T\" and \"value\" differ in length");
+    for (std::size_t i = 0; i < T->size(); ++i) {
+        if (!(*T)[i].is_number() || !(*v)[i].is_number()) throw std::runtime_error(where + "table entries must be numbers");
+        if (i > 0 && !((*T)[i].get<double>() > (*T)[i - 1].get<double>()))
+            throw std::runtime_error(where + "temperatures must increase strictly");
+    }
+}
+
+void read_property(const nlohmann::json& m, const char* key, host_property& out) {
+    out = host_property{};
+    const auto it = m.find(key);
+    if (it == m.end() || !it->is_object()) return;
+    out.constant = it->value("constant", 0.0);
+    const auto table = it->find("table");
+    if (table == it->end()) return;
+    const auto& T = table->at("T");
+    const auto& v = table->at("value");
+    const auto n = static_cast<std::int32_t>(T.size());
+    out.T = host_shared_array<double>(n);
+    out.value = host_shared_array<double>(n);
+    for (std::int32_t i = 0; i < n; ++i) {
+        out.T[i] = T[static_cast<std::size_t>(i)].get<double>();
+        out.value[i] = v[static_cast<std::size_t>(i)].get<double>();
+    }
+}
+
+medium_definition parse_medium(const nlohmann::json& m) {
+    if (!m.is_object()) throw std::runtime_error("a medium must be a JSON object");
+    medium_definition d;
+    d.name = required_string(m, "name");
+    d.kind = required_string(m, "kind");
+    if (known_kinds().count(d.kind) == 0) throw std::runtime_error("unknown \"kind\": " + d.kind);
+    const auto subs = m.find("substances");
+    const auto fractions = m.find("mass_fractions");
+    if (subs == m.end() || !subs->is_array() || subs->empty())
+        throw std::runtime_error("\"substances\" must be a non-empty array of material names");
+    for (const auto& s : *subs) {
+        if (!s.is_string()) throw std::runtime_error("\"substances\" must hold material names");
+        d.substances.push_back(s.get<std::string>());
+    }
+    if (fractions == m.end() || !fractions->is_array() || fractions->size() != d.substances.size())
+        throw std::runtime_error("\"mass_fractions\" must hold one number per substance");
+    for (const auto& y : *fractions) {
+        if (!y.is_number()) throw std::runtime_error("\"mass_fractions\" must hold numbers");
+        d.mass_fractions.push_back(y.get<double>());
+    }
+    return d;
+}
+
+std::string read_text(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw std::runtime_error("cannot open " + path);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
 }  // namespace
 
 CJsonDescription::~CJsonDescription() = default;
 
 std::int32_t CJsonDescription::query_interface(std::any& requested) {
     if (auto* p = std::any_cast<std::shared_ptr<IHostDescription>>(&requested)) {
-        // Descriptions are not shared-from-this; a non-owning pointer is handed out.
-        *p = std::shared_ptr<IHostDescription>(std::shared_ptr<IHostDescription>{}, this);
+        *p = std::shared_ptr<IHostDescription>(shared_from_this(), this);
+        return 0;
+    }
+    if (auto* p = std::any_cast<std::shared_ptr<I_gas_description>>(&requested); p != nullptr && is_gas()) {
+        *p = std::shared_ptr<I_gas_description>(shared_from_this(), this);
+        return 0;
+    }
+    if (auto* p = std::any_cast<std::shared_ptr<IHostUnknown>>(&requested)) {
+        *p = std::shared_ptr<IHostUnknown>(shared_from_this(), static_cast<IHostDescription*>(this));
         return 0;
     }
     return 2;
@@ -73,6 +162,23 @@ std::int32_t CJsonDescription::query_interface(std::any& requested) {
 
 void CJsonDescription::get_name(CHostString& name) { name = CHostString::from_utf8(m_name); }
 void CJsonDescription::get_identifier(CHostString& identifier) { identifier = CHostString::from_utf8(m_identifier); }
+
+void CJsonDescription::property(const char* key, host_property& out) const {
+    read_property(nlohmann::json::parse(m_json), key, out);
+}
+
+double CJsonDescription::number(const char* key) const {
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find(key);
+    return it != m.end() && it->is_number() ? it->get<double>() : 0.0;
+}
+
+void CJsonDescription::get_first_parameter(host_property& p) { property("first_parameter", p); }
+void CJsonDescription::get_cp(host_property& p) { property("cp", p); }
+void CJsonDescription::get_viscosity(host_property& p) { property("viscosity", p); }
+void CJsonDescription::get_conductivity(host_property& p) { property("conductivity", p); }
+double CJsonDescription::get_molar_mass() { return number("molar_mass"); }
+double CJsonDescription::get_gamma() { return number("gamma"); }
 
 std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::string& material_json) {
     const auto m = nlohmann::json::parse(material_json, nullptr, false);
@@ -86,42 +192,121 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
     if (!guid_utils::BuildGUIDFromString(CHostString::from_utf8(d->m_identifier), id))
         throw std::runtime_error("\"identifier\" is not a GUID: " + d->m_identifier);
     if (known_kinds().count(d->m_kind) == 0) throw std::runtime_error("unknown \"kind\": " + d->m_kind);
+    if (d->is_gas()) {
+        if (!(required_number(m, "molar_mass") > 0.0)) throw std::runtime_error("\"molar_mass\" must be positive");
+        required_number(m, "gamma");
+        check_property(m, "cp", true);
+        check_property(m, "viscosity", true);
+        check_property(m, "conductivity", true);
+        check_property(m, "first_parameter", false);
+    }
     d->m_json = m.dump();
     return d;
 }
 
 std::vector<std::shared_ptr<CJsonDescription>> parse_materials(const std::string& json_text) {
+    material_library library;
+    library.add_text(json_text, "");
+    return library.materials();
+}
+
+std::vector<std::shared_ptr<CJsonDescription>> load_materials(const std::string& path) {
+    material_library library;
+    library.add_file(path);
+    return library.materials();
+}
+
+// ---- the material library -----------------------------------------------------------------------
+
+void material_library::add_text(const std::string& json_text, const std::string& origin) {
+    const std::string prefix = origin.empty() ? "" : origin + ": ";
     const auto doc = nlohmann::json::parse(json_text, nullptr, false);
-    if (doc.is_discarded()) throw std::runtime_error("not valid JSON");
+    if (doc.is_discarded()) throw std::runtime_error(prefix + "not valid JSON");
     const auto it = doc.find("materials");
     if (!doc.is_object() || it == doc.end() || !it->is_array())
-        throw std::runtime_error("the file must be an object with an array \"materials\"");
-    std::vector<std::shared_ptr<CJsonDescription>> out;
+        throw std::runtime_error(prefix + "the file must be an object with an array \"materials\"");
+    std::vector<std::shared_ptr<CJsonDescription>> materials;
+    std::vector<medium_definition> media;
     std::set<std::string> names;
+    for (const auto& m : m_materials) names.insert(m->name_utf8());
+    for (const auto& m : m_media) names.insert(m.name);
     std::size_t index = 0;
     for (const auto& m : *it) {
         try {
             auto d = CJsonDescription::from_json_text(m.dump());
             if (!names.insert(d->name_utf8()).second) throw std::runtime_error("duplicate name " + d->name_utf8());
-            out.push_back(std::move(d));
+            materials.push_back(std::move(d));
         } catch (const std::exception& e) {
-            throw std::runtime_error("material " + std::to_string(index) + ": " + e.what());
+            throw std::runtime_error(prefix + "material " + std::to_string(index) + ": " + e.what());
         }
         ++index;
     }
-    return out;
+    index = 0;
+    if (const auto md = doc.find("media"); md != doc.end()) {
+        if (!md->is_array()) throw std::runtime_error(prefix + "\"media\" must be an array");
+        for (const auto& m : *md) {
+            try {
+                auto d = parse_medium(m);
+                // A medium may share its name with its one material (e.g. "air").
+                const bool own_material = d.substances.size() == 1 && d.substances[0] == d.name;
+                if (!names.insert(d.name).second && !own_material) throw std::runtime_error("duplicate name " + d.name);
+                media.push_back(std::move(d));
+            } catch (const std::exception& e) {
+                throw std::runtime_error(prefix + "medium " + std::to_string(index) + ": " + e.what());
+            }
+            ++index;
+        }
+    }
+    m_materials.insert(m_materials.end(), materials.begin(), materials.end());
+    m_media.insert(m_media.end(), media.begin(), media.end());
 }
 
-std::vector<std::shared_ptr<CJsonDescription>> load_materials(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot open " + path);
-    std::ostringstream text;
-    text << in.rdbuf();
-    try {
-        return parse_materials(text.str());
-    } catch (const std::exception& e) {
-        throw std::runtime_error(path + ": " + e.what());
+void material_library::add_file(const std::string& path) { add_text(read_text(path), path); }
+
+void material_library::add_directory(const std::string& folder) {
+    std::error_code ec;
+    if (!std::filesystem::is_directory(folder, ec)) return;
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+        if (entry.is_regular_file() && entry.path().extension() == ".json") files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    for (const auto& f : files) add_file(f.string());
+}
+
+std::shared_ptr<CJsonDescription> material_library::find_material(const std::string& name) const {
+    for (const auto& m : m_materials)
+        if (m->name_utf8() == name) return m;
+    return nullptr;
+}
+
+std::optional<medium_definition> material_library::find_medium(const std::string& name) const {
+    for (const auto& m : m_media)
+        if (m.name == name) return m;
+    if (const auto material = find_material(name)) return medium_definition{name, material->kind(), {name}, {1.0}};
+    return std::nullopt;
+}
+
+std::int32_t create_medium(I_medium_physics& factory, const material_library& library, const medium_definition& medium,
+                           bool register_it, std::shared_ptr<I_fluid_thermodynamics>& out, std::string* why) {
+    const auto fail = [&](std::int32_t status, std::string reason) {
+        if (why != nullptr) *why = std::move(reason);
+        return status;
+    };
+    description_array descriptions(static_cast<std::int32_t>(medium.substances.size()));
+    for (std::size_t i = 0; i < medium.substances.size(); ++i) {
+        const auto material = library.find_material(medium.substances[i]);
+        if (!material) return fail(3, "unknown material " + medium.substances[i] + " in medium " + medium.name);
+        if (material->kind() != medium.kind)
+            return fail(3, "material " + material->name_utf8() + " is " + material->kind() + ", medium " + medium.name +
+                               " is " + medium.kind);
+        descriptions[static_cast<std::int32_t>(i)] = material;
     }
+    std::int32_t status = 2;
+    if (medium.kind == "ideal_gas") status = factory.CreateIdealGasThermodynamics(descriptions, register_it, out);
+    else if (medium.kind == "perfect_gas") status = factory.CreatePerfectGasThermodynamics(descriptions, register_it, out);
+    if (status == 2) return fail(2, "media of kind " + medium.kind + " are not available in this build");
+    if (status != 0) return fail(status, "the factory could not create " + medium.name + " (see the log)");
+    return 0;
 }
 
 }  // namespace standalone_host

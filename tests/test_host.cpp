@@ -254,45 +254,123 @@ TEST(HostSystem, CreateObjectFillsTheWatcherSlotOnly) {
 
 // ---- descriptions -------------------------------------------------------------------------------
 
-TEST(Descriptions, MaterialsParseAndReportTheirIdentity) {
-    const auto materials = standalone_host::parse_materials(R"({"materials": [
-        {"name": "N2", "identifier": "{7b1e3c9a-0d2f-4e8a-9b61-2f4c8d0e1a35}", "kind": "ideal_gas", "molar_mass": 0.028},
-        {"name": "water", "identifier": "1C2D3E4F-5A6B-4C7D-8E9F-A0B1C2D3E4F5", "kind": "incompressible_liquid"}]})");
-    ASSERT_EQ(materials.size(), 2u);
+namespace {
+
+const char* kGasFile = R"({"materials": [
+    {"name": "N2", "identifier": "{7b1e3c9a-0d2f-4e8a-9b61-2f4c8d0e1a35}", "kind": "ideal_gas", "molar_mass": 0.0280134,
+     "gamma": 1.4, "cp": {"constant": 1040.0, "table": {"T": [200, 300, 400], "value": [1039.0, 1040.0, 1044.0]}},
+     "viscosity": {"constant": 1.78e-5}, "conductivity": {"constant": 0.0259}},
+    {"name": "air-perfect", "identifier": "1C2D3E4F-5A6B-4C7D-8E9F-A0B1C2D3E4F5", "kind": "perfect_gas",
+     "molar_mass": 0.028965, "gamma": 1.4, "cp": {"constant": 1005.0}, "viscosity": {"constant": 1.8e-5},
+     "conductivity": {"constant": 0.026}},
+    {"name": "oil", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "incompressible_liquid"}],
+  "media": [{"name": "nitrogen", "kind": "ideal_gas", "substances": ["N2"], "mass_fractions": [1.0]}]})";
+
+std::string refusal(const std::string& json) {
+    try {
+        standalone_host::material_library library;
+        library.add_text(json, "file.json");
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "accepted";
+}
+
+std::string material(const std::string& fields) {
+    return R"({"materials": [{"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", )" + fields + "}]}";
+}
+
+const std::string kGasFields =
+    R"("kind": "ideal_gas", "molar_mass": 0.028, "gamma": 1.4, "viscosity": {"constant": 1e-5}, "conductivity": {"constant": 0.02}, )";
+
+}  // namespace
+
+TEST(Descriptions, GasMaterialsAnswerTheGasDescription) {
+    standalone_host::material_library library;
+    library.add_text(kGasFile, "gases.json");
+    ASSERT_EQ(library.materials().size(), 3u);
+    const auto n2 = library.find_material("N2");
+    ASSERT_NE(n2, nullptr);
     CHostString name, id;
-    materials[0]->get_name(name);
-    materials[0]->get_identifier(id);
+    n2->get_name(name);
+    n2->get_identifier(id);
     EXPECT_EQ(name.to_utf8(), "N2");
     host_guid g;
     EXPECT_TRUE(guid_utils::BuildGUIDFromString(id, g));
-    EXPECT_EQ(materials[0]->kind(), "ideal_gas");
-    EXPECT_NE(materials[0]->json().find("molar_mass"), std::string::npos);
-    EXPECT_EQ(materials[1]->kind(), "incompressible_liquid");
+
+    std::any request = std::shared_ptr<I_gas_description>();
+    ASSERT_EQ(n2->query_interface(request), MP_STATUS_OK);
+    const auto gas = std::any_cast<std::shared_ptr<I_gas_description>>(request);
+    EXPECT_EQ(gas->get_molar_mass(), 0.0280134);
+    EXPECT_EQ(gas->get_gamma(), 1.4);
+    host_property cp;
+    gas->get_cp(cp);
+    EXPECT_EQ(cp.constant, 1040.0);
+    ASSERT_EQ(cp.T.size(), 3);
+    EXPECT_EQ(cp.T[2], 400.0);
+    EXPECT_EQ(cp.value[2], 1044.0);
+    host_property first;
+    gas->get_first_parameter(first);  // absent: the constant 0 without a table
+    EXPECT_EQ(first.constant, 0.0);
+    EXPECT_EQ(first.T.size(), 0);
+
+    // A liquid is no gas description.
+    std::any liquid = std::shared_ptr<I_gas_description>();
+    EXPECT_EQ(library.find_material("oil")->query_interface(liquid), MP_STATUS_UNSUPPORTED);
+}
+
+TEST(Descriptions, MediaAndOneMaterialMedia) {
+    standalone_host::material_library library;
+    library.add_text(kGasFile, "gases.json");
+    const auto nitrogen = library.find_medium("nitrogen");
+    ASSERT_TRUE(nitrogen.has_value());
+    EXPECT_EQ(nitrogen->kind, "ideal_gas");
+    EXPECT_EQ(nitrogen->substances, std::vector<std::string>{"N2"});
+    // A material name stands for a one-substance medium of its kind.
+    const auto perfect = library.find_medium("air-perfect");
+    ASSERT_TRUE(perfect.has_value());
+    EXPECT_EQ(perfect->kind, "perfect_gas");
+    EXPECT_EQ(perfect->mass_fractions, std::vector<double>{1.0});
+    EXPECT_FALSE(library.find_medium("argon").has_value());
+    // A second file may not reuse a name.
+    EXPECT_EQ(refusal(std::string(kGasFile)), "accepted");
+    standalone_host::material_library twice;
+    twice.add_text(kGasFile, "a.json");
+    try {
+        twice.add_text(kGasFile, "b.json");
+        ADD_FAILURE() << "a repeated name was accepted";
+    } catch (const std::exception& e) {
+        EXPECT_NE(std::string(e.what()).find("b.json: material 0: duplicate name N2"), std::string::npos) << e.what();
+    }
 }
 
 TEST(Descriptions, SchemaViolationsAreRefusedWithTheReason) {
-    const auto reason = [](const std::string& json) {
-        try {
-            standalone_host::parse_materials(json);
-        } catch (const std::exception& e) {
-            return std::string(e.what());
-        }
-        return std::string("accepted");
-    };
-    EXPECT_NE(reason("not json").find("not valid JSON"), std::string::npos);
-    EXPECT_NE(reason(R"({"gases": []})").find("materials"), std::string::npos);
-    EXPECT_NE(reason(R"({"materials": [{"identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "ideal_gas"}]})")
+    EXPECT_NE(refusal("not json").find("not valid JSON"), std::string::npos);
+    EXPECT_NE(refusal(R"({"gases": []})").find("materials"), std::string::npos);
+    EXPECT_NE(refusal(R"({"materials": [{"identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "real_gas"}]})")
                   .find("\"name\""),
               std::string::npos);
-    EXPECT_NE(reason(R"({"materials": [{"name": "x", "identifier": "nope", "kind": "ideal_gas"}]})").find("GUID"),
+    EXPECT_NE(refusal(R"({"materials": [{"name": "x", "identifier": "nope", "kind": "real_gas"}]})").find("GUID"),
               std::string::npos);
-    EXPECT_NE(reason(R"({"materials": [{"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "plasma"}]})")
-                  .find("plasma"),
+    EXPECT_NE(refusal(material(R"("kind": "plasma")")).find("plasma"), std::string::npos);
+    // Gas fields.
+    EXPECT_NE(refusal(material(kGasFields + R"("cp": {"table": {"T": [1], "value": [2]}})")).find("constant"),
               std::string::npos);
+    EXPECT_NE(refusal(material(kGasFields + R"("cp": {"constant": 1, "table": {"T": [300, 300], "value": [1, 2]}})"))
+                  .find("increase strictly"),
+              std::string::npos);
+    EXPECT_NE(refusal(material(kGasFields + R"("cp": {"constant": 1, "table": {"T": [300, 400], "value": [1]}})"))
+                  .find("differ in length"),
+              std::string::npos);
+    EXPECT_NE(refusal(material(R"("kind": "perfect_gas", "molar_mass": 0, "gamma": 1.4)")).find("positive"),
+              std::string::npos);
+    EXPECT_EQ(refusal(material(kGasFields + R"("cp": {"constant": 1000})")), "accepted");
+    // Media.
+    const std::string bad_medium = R"({"materials": [], "media": [{"name": "m", "kind": "ideal_gas",
+        "substances": ["a", "b"], "mass_fractions": [1.0]}]})";
+    EXPECT_NE(refusal(bad_medium).find("medium 0: \"mass_fractions\""), std::string::npos);
     const std::string twice = R"({"materials": [
-        {"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "ideal_gas"},
-        {"name": "x", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "ideal_gas"}]})";
-    const std::string r = reason(twice);
-    EXPECT_NE(r.find("material 1"), std::string::npos);
-    EXPECT_NE(r.find("duplicate"), std::string::npos);
+        {"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "real_gas"},
+        {"name": "x", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "real_gas"}]})";
+    EXPECT_NE(refusal(twice).find("material 1: duplicate name x"), std::string::npos);
 }

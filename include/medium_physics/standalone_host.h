@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "medium_physics/host_object.h"
 #include "medium_physics/host_string.h"
 #include "medium_physics/host_system.h"
+#include "medium_physics/i_medium_physics.h"
 
 namespace standalone_host {
 
@@ -96,40 +98,94 @@ private:
 
 // ---- descriptions from JSON -------------------------------------------------------------------
 //
-// A material file is a JSON object with an array "materials"; every material is an object with
+// A material file is a JSON object with an array "materials" and, optionally, an array "media"
+// (data/materials.schema.json is the one place where the whole schema is defined). Every material
+// is an object with
 //   "name":       string, unique within the file (how the command line names it),
 //   "identifier": GUID text, "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX",
 //   "kind":       the medium it belongs to ("ideal_gas", "perfect_gas", "incompressible_liquid",
 //                 "non_newtonian_liquid", "compressible_liquid", "heatconducting_solid",
 //                 "electroconducting_solid", "real_gas", "hypersonic_gas", "combustible"),
 //   "source":     optional string naming where the data come from,
-// and the fields of its kind (each medium documents its own in data/materials.schema.json,
-// the one place where the whole schema is defined).
+// and the fields of its kind. Gases ("ideal_gas", "perfect_gas"): "molar_mass" (kg/mol, > 0),
+// "gamma", and the properties "cp" (J/(kg K)), "viscosity" (Pa s), "conductivity" (W/(m K)) and
+// optionally "first_parameter", each {"constant": number, "table": {"T": [K...], "value": [...]}}
+// with the table optional (T strictly increasing, as many values as temperatures). A perfect gas
+// uses the constant of "cp".
+// A medium is {"name", "kind", "substances": [material names], "mass_fractions": [numbers]}.
 
-// One parsed material. The description interfaces of the media read from it.
-class MP_HOST_API CJsonDescription : public IHostDescription {
+// One parsed material. It is the description the media read their substance from.
+class MP_HOST_API CJsonDescription : public I_gas_description, public std::enable_shared_from_this<CJsonDescription> {
 public:
     ~CJsonDescription() override;
+    // IHostDescription, and I_gas_description for the gas kinds.
     std::int32_t query_interface(std::any& requested) override;
     void get_name(CHostString& name) override;
     void get_identifier(CHostString& identifier) override;
+    void get_first_parameter(host_property& property) override;
+    void get_cp(host_property& property) override;
+    void get_viscosity(host_property& property) override;
+    void get_conductivity(host_property& property) override;
+    double get_molar_mass() override;
+    double get_gamma() override;
 
     const std::string& kind() const noexcept { return m_kind; }
     const std::string& name_utf8() const noexcept { return m_name; }
+    const std::string& identifier_utf8() const noexcept { return m_identifier; }
     // The material's JSON text (for the kind-specific readers).
     const std::string& json() const noexcept { return m_json; }
+    bool is_gas() const noexcept { return m_kind == "ideal_gas" || m_kind == "perfect_gas"; }
 
-    // Parses one material object; throws std::runtime_error with the reason when a base field is
+    // Parses one material object; throws std::runtime_error with the reason when a field is
     // missing or malformed.
     static std::shared_ptr<CJsonDescription> from_json_text(const std::string& material_json);
 
 private:
     CJsonDescription() = default;
+    void property(const char* key, host_property& out) const;
+    double number(const char* key) const;
     std::string m_name, m_identifier, m_kind, m_json;
 };
 
-// Parses a material file's text; throws std::runtime_error with the reason (and the material's
-// index) when it does not follow the schema.
+// A medium: a kind and its substances (material names) with default mass fractions.
+struct medium_definition {
+    std::string name;
+    std::string kind;
+    std::vector<std::string> substances;
+    std::vector<double> mass_fractions;
+};
+
+// Materials and media from any number of files. Later files may use earlier files' materials.
+class MP_HOST_API material_library {
+public:
+    // Each throws std::runtime_error with the file and the reason when a file does not follow
+    // the schema, or repeats a name already known.
+    void add_text(const std::string& json_text, const std::string& origin);
+    void add_file(const std::string& path);
+    // Every *.json file of the folder, in name order; a missing folder adds nothing.
+    void add_directory(const std::string& folder);
+
+    const std::vector<std::shared_ptr<CJsonDescription>>& materials() const noexcept { return m_materials; }
+    const std::vector<medium_definition>& media() const noexcept { return m_media; }
+    std::shared_ptr<CJsonDescription> find_material(const std::string& name) const;
+    // A medium by name; else a material of that name as a one-substance medium of its kind;
+    // else nullopt.
+    std::optional<medium_definition> find_medium(const std::string& name) const;
+
+private:
+    std::vector<std::shared_ptr<CJsonDescription>> m_materials;
+    std::vector<medium_definition> m_media;
+};
+
+// Creates `medium` through the factory operation of its kind, with the library's materials as
+// descriptions. 0 on success; 2 when this build cannot create the kind; 3 on failure (an unknown
+// material, or the factory's own failure). `why` (optional) receives the reason.
+MP_HOST_API std::int32_t create_medium(I_medium_physics& factory, const material_library& library,
+                                       const medium_definition& medium, bool register_it,
+                                       std::shared_ptr<I_fluid_thermodynamics>& out, std::string* why = nullptr);
+
+// Parses a material file's text (its "materials"); throws std::runtime_error with the reason
+// (and the material's index) when it does not follow the schema.
 MP_HOST_API std::vector<std::shared_ptr<CJsonDescription>> parse_materials(const std::string& json_text);
 // Reads and parses a material file.
 MP_HOST_API std::vector<std::shared_ptr<CJsonDescription>> load_materials(const std::string& path);
