@@ -51,6 +51,37 @@ std::int32_t load_bytes(I_medium_physics& factory, const std::vector<std::uint8_
     return factory.Load(stream);
 }
 
+// One gas component described by the host: dry air with constant properties. It counts the
+// library's requests, which arrive in a std::any made on the library's side.
+class host_gas final : public I_gas_description, public std::enable_shared_from_this<host_gas> {
+public:
+    static constexpr double kMolarMass = 0.028965;  // kg/mol
+    static constexpr double kCp = 1005.0;           // J/(kg K)
+
+    int requests = 0;
+    int recognised = 0;
+
+    std::int32_t query_interface(std::any& requested) override {
+        ++requests;
+        if (auto* slot = std::any_cast<std::shared_ptr<I_gas_description>>(&requested)) {
+            ++recognised;
+            *slot = shared_from_this();
+            return MP_STATUS_OK;
+        }
+        return MP_STATUS_UNSUPPORTED;
+    }
+    void get_name(CHostString& name) override { name = CHostString(u"dry air"); }
+    void get_identifier(CHostString& identifier) override {
+        identifier = CHostString(u"6B1A8E0C-0D3B-4E55-9C1E-2F4A7D9B3C10");
+    }
+    void get_first_parameter(host_property& property) override { property.constant = 0.0; }
+    void get_cp(host_property& property) override { property.constant = kCp; }
+    void get_viscosity(host_property& property) override { property.constant = 1.8e-5; }
+    void get_conductivity(host_property& property) override { property.constant = 0.026; }
+    double get_molar_mass() override { return kMolarMass; }
+    double get_gamma() override { return 1.4; }
+};
+
 // The OpenMP runtime that the library pulls in must never be unloaded: it keeps its start-up
 // allocations and its pool threads for the life of the process. A host that unloads the library
 // pins the runtime, as here; RTLD_NOLOAD finds it only when the library brought it in.
@@ -245,6 +276,26 @@ TEST_F(dlopenBoundary, RegisteredMediumIsFoundAndSurvivesSaveAndLoad) {
     const auto writer = query<I_write>(*found);
     ASSERT_EQ(writer.status, MP_STATUS_OK);
     EXPECT_EQ(writer.pointer->get_type_id(), MP_KIND_CAVITATION_OBSOLETE);
+}
+
+TEST_F(dlopenBoundary, LibraryRecognisesTheHostsDescriptionAndAnswersInSI) {
+    // Here the request is made in the library and recognised in this binary.
+    const auto air = std::make_shared<host_gas>();
+    description_array gases(1);
+    gases[0] = air;
+    fluid_ptr medium;
+    ASSERT_EQ(m_factory->CreateIdealGasThermodynamics(gases, true, medium), MP_STATUS_OK)
+        << air->requests << " request(s) from the library, " << air->recognised << " recognised here";
+    EXPECT_EQ(air->recognised, 1);
+
+    const auto solver = query<I_solver__thermodynamics_P_H>(*medium);
+    ASSERT_EQ(solver.status, MP_STATUS_OK);
+    // rho = p M / (R T) with R = 8.3144 J/(mol K): 101325 * 0.028965 / (8.3144 * 300) = 1.1766247 kg/m3,
+    // by hand to 8 significant digits, hence the relative tolerance.
+    constexpr double kDensity = 1.1766247;
+    constexpr double kRelTol = 1e-7;
+    const double Y[] = {1.0};
+    EXPECT_NEAR(solver.pointer->get_density(101325.0, 300.0, Y), kDensity, kDensity * kRelTol);
 }
 
 // ---- unloading ----------------------------------------------------------------------------------
