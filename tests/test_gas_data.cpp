@@ -1,0 +1,237 @@
+// The built-in gas materials (data/materials/gases.json, derived by tools/gasdata) against
+// published tables. Every reference number names its source; properties are read the way the
+// library reads them, by linear interpolation in the tables.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using nlohmann::json;
+
+const json& gases() {
+    static const json data = [] {
+        std::ifstream f(MP_SOURCE_DIR "/data/materials/gases.json");
+        return f ? json::parse(f) : json();
+    }();
+    return data;
+}
+
+const json& material(const std::string& name) {
+    for (const auto& m : gases().at("materials"))
+        if (m.at("name") == name) return m;
+    throw std::runtime_error("no material " + name);
+}
+
+// Linear interpolation in {"T": [...], "value": [...]}.
+double at(const json& property, double T) {
+    const auto Ts = property.at("table").at("T").get<std::vector<double>>();
+    const auto v = property.at("table").at("value").get<std::vector<double>>();
+    std::size_t i = 1;
+    while (i + 1 < Ts.size() && Ts[i] < T) ++i;
+    return v[i - 1] + (v[i] - v[i - 1]) * (T - Ts[i - 1]) / (Ts[i] - Ts[i - 1]);
+}
+
+double molar_cp(const std::string& gas, double T) {  // J/(mol K)
+    const json& m = material(gas);
+    return at(m.at("cp"), T) * m.at("molar_mass").get<double>();
+}
+double viscosity(const std::string& gas, double T) { return at(material(gas).at("viscosity"), T) * 1e6; }        // uPa s
+double conductivity(const std::string& gas, double T) { return at(material(gas).at("conductivity"), T) * 1e3; }  // mW/(m K)
+
+struct Reference {
+    const char* gas;
+    double T;
+    double value;
+    double tolerance;  // relative
+};
+
+void expect_relative(double actual, const Reference& r, const char* what) {
+    EXPECT_NEAR(actual / r.value, 1.0, r.tolerance)
+        << what << " of " << r.gas << " at " << r.T << " K: " << actual << ", published " << r.value;
+}
+
+}  // namespace
+
+TEST(GasData, HasTheGasesAndMedia) {
+    ASSERT_TRUE(gases().is_object()) << "cannot read " MP_SOURCE_DIR "/data/materials/gases.json";
+    std::set<std::string> names;
+    for (const auto& m : gases().at("materials")) EXPECT_TRUE(names.insert(m.at("name")).second) << m.at("name");
+    for (const char* gas : {"N2", "O2", "Ar", "CO2", "H2O", "CO", "H2", "CH4", "air"})
+        EXPECT_EQ(material(gas).at("kind"), "ideal_gas") << gas;
+    EXPECT_EQ(material("air-perfect").at("kind"), "perfect_gas");
+
+    const json& media = gases().at("media");
+    ASSERT_EQ(media.size(), 3u);
+    EXPECT_EQ(media[0], json::parse(R"({"name": "air", "kind": "ideal_gas", "substances": ["air"], "mass_fractions": [1.0]})"));
+    EXPECT_EQ(media[1].at("substances"), json::parse(R"(["N2","O2","CO2","H2O","Ar"])"));
+    EXPECT_EQ(media[1].at("mass_fractions"), json::parse("[0.70,0.15,0.08,0.06,0.01]"));
+    EXPECT_EQ(media[2].at("kind"), "perfect_gas");
+    for (const auto& medium : media) {
+        double sum = 0.0;
+        for (const auto& y : medium.at("mass_fractions")) sum += y.get<double>();
+        EXPECT_NEAR(sum, 1.0, 1e-12) << medium.at("name");
+        for (const auto& s : medium.at("substances"))
+            EXPECT_EQ(material(s.get<std::string>()).at("kind"), medium.at("kind")) << medium.at("name") << " " << s;
+    }
+}
+
+TEST(GasData, TablesCoverTheRangeOnAUniformGrid) {
+    for (const auto& m : gases().at("materials")) {
+        for (const char* key : {"cp", "viscosity", "conductivity"}) {
+            const json& p = m.at(key);
+            EXPECT_GT(p.at("constant").get<double>(), 0.0) << m.at("name") << " " << key;
+            if (!p.contains("table")) continue;
+            const auto T = p.at("table").at("T").get<std::vector<double>>();
+            const auto v = p.at("table").at("value").get<std::vector<double>>();
+            ASSERT_EQ(T.size(), v.size()) << m.at("name") << " " << key;
+            ASSERT_GE(T.size(), 50u);
+            EXPECT_EQ(T.front(), 200.0);
+            EXPECT_EQ(T.back(), 6000.0);
+            const double step = T[1] - T[0];
+            for (std::size_t i = 1; i < T.size(); ++i) {
+                EXPECT_GT(T[i], T[i - 1]) << m.at("name") << " " << key << " row " << i;
+                EXPECT_NEAR(T[i] - T[i - 1], step, 1e-9) << "uniform spacing lets the library index in constant time";
+            }
+            for (const double x : v) EXPECT_TRUE(std::isfinite(x) && x > 0.0) << m.at("name") << " " << key;
+        }
+    }
+}
+
+TEST(GasData, IdentifiersAreUniqueGuids) {
+    const std::regex guid("^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}$");
+    std::set<std::string> seen;
+    for (const auto& m : gases().at("materials")) {
+        const auto id = m.at("identifier").get<std::string>();
+        EXPECT_TRUE(std::regex_match(id, guid)) << m.at("name") << ": " << id;
+        EXPECT_TRUE(seen.insert(id).second) << m.at("name") << " repeats " << id;
+    }
+}
+
+TEST(GasData, PerfectAirIsAirWithConstantCp) {
+    const json& air = material("air");
+    const json& perfect = material("air-perfect");
+    EXPECT_FALSE(perfect.at("cp").contains("table"));
+    EXPECT_EQ(perfect.at("cp").at("constant"), air.at("cp").at("constant"));
+    EXPECT_EQ(perfect.at("viscosity"), air.at("viscosity"));
+    EXPECT_EQ(perfect.at("conductivity"), air.at("conductivity"));
+    EXPECT_EQ(perfect.at("molar_mass"), air.at("molar_mass"));
+    EXPECT_NE(perfect.at("identifier"), air.at("identifier"));
+}
+
+// Molar mass, cp at 25 degC and gamma = cp/cv: Cengel and Cimbala, Fluid Mechanics, Table A-1
+// ("Molar mass, gas constant, and ideal-gas specific heats of some substances", 25 degC).
+TEST(GasData, MolarMassCpAndGammaAt25C) {
+    struct Row {
+        const char* gas;
+        double M;      // kg/kmol
+        double cp;     // kJ/(kg K)
+        double gamma;  // -
+    };
+    const Row rows[] = {
+        {"air", 28.97, 1.005, 1.400}, {"Ar", 39.95, 0.5203, 1.667}, {"CO2", 44.01, 0.8439, 1.288},
+        {"CO", 28.01, 1.039, 1.400},  {"H2", 2.016, 14.30, 1.405},  {"CH4", 16.04, 2.226, 1.303},
+        {"N2", 28.01, 1.040, 1.400},  {"O2", 32.00, 0.9180, 1.395}, {"H2O", 18.015, 1.865, 1.329},
+    };
+    for (const Row& r : rows) {
+        const json& m = material(r.gas);
+        EXPECT_NEAR(m.at("molar_mass").get<double>() * 1e3 / r.M, 1.0, 5e-4) << r.gas;
+        EXPECT_NEAR(m.at("cp").at("constant").get<double>() * 1e-3 / r.cp, 1.0, 3e-3) << r.gas;
+        // gamma is stored to three decimals; the table rounds the same way.
+        EXPECT_NEAR(m.at("gamma").get<double>(), r.gamma, 1.5e-3) << r.gas;
+    }
+}
+
+// cp in J/(mol K): NIST-JANAF Thermochemical Tables, 4th ed. (Chase, J. Phys. Chem. Ref. Data
+// Monograph 9, 1998), tables N-023 (N2), O-029 (O2), C-095 (CO2), H-064 (H2O), H-050 (H2),
+// C-067 (CH4), Ar-001 (Ar). Values with three decimals are the table entries, values with two are
+// rounded (O2 at 3000 K from the NIST WebBook Shomate fit of the same table, 2000-6000 K). The
+// NASA polynomials and JANAF agree to about 0.3% for these gases, hence 0.5%; the exceptions are
+// explained where they occur.
+TEST(GasData, HeatCapacityAgainstJanaf) {
+    const Reference refs[] = {
+        {"N2", 300, 29.125, 5e-3},  {"N2", 1000, 32.697, 5e-3},  {"N2", 3000, 37.030, 5e-3},
+        {"O2", 300, 29.39, 5e-3},   {"O2", 1000, 34.88, 5e-3},   {"O2", 3000, 39.87, 5e-3},
+        {"CO2", 300, 37.22, 5e-3},  {"CO2", 1000, 54.308, 5e-3}, {"CO2", 3000, 62.23, 5e-3},
+        {"H2O", 300, 33.60, 5e-3},  {"H2O", 1000, 41.27, 5e-3},
+        // The NASA fit of water (Gurvich's data) is 2.0% above JANAF at 3000 K.
+        {"H2O", 3000, 55.75, 2.5e-2},
+        {"H2", 300, 28.85, 5e-3},   {"H2", 1000, 30.20, 5e-3},   {"H2", 3000, 37.09, 5e-3},
+        {"CH4", 300, 35.71, 5e-3},
+        // JANAF's methane is a rigid-rotor harmonic-oscillator table; the NASA fit (Gurvich,
+        // anharmonic) lies 2.5% above it at 1000 K and about 10% at 3000 K, where methane does
+        // not survive anyway, so 3000 K is not checked.
+        {"CH4", 1000, 71.795, 3e-2},
+        {"Ar", 300, 20.786, 1e-4},  {"Ar", 3000, 20.786, 1e-4},
+    };
+    for (const Reference& r : refs) expect_relative(molar_cp(r.gas, r.T), r, "cp");
+}
+
+// Air in J/(kg K): Incropera and DeWitt, Fundamentals of Heat and Mass Transfer, Table A.4 (air at
+// 1 atm): 1007 at 300 K, 1141 at 1000 K. That table's 3000 K value includes dissociation, which a
+// frozen mixture has not; at 3000 K the reference is the mixture of the JANAF values above
+// (N2 37.030, O2 39.87, Ar 20.786) in the composition of the file, 0.7812/0.2096/0.0092 by mole.
+TEST(GasData, AirHeatCapacity) {
+    const double M_air = (0.7812 * 28.0134 + 0.2096 * 31.9988 + 0.0092 * 39.948) * 1e-3;
+    const double frozen_3000 = (0.7812 * 37.030 + 0.2096 * 39.87 + 0.0092 * 20.786) / M_air;
+    const Reference refs[] = {{"air", 300, 1007.0, 5e-3}, {"air", 1000, 1141.0, 5e-3}, {"air", 3000, frozen_3000, 5e-3}};
+    for (const Reference& r : refs) expect_relative(at(material("air").at("cp"), r.T), r, "cp");
+}
+
+// Viscosity in uPa s.
+//   CRC: CRC Handbook of Chemistry and Physics, "Viscosity of Gases" (Huber and Harvey), 100 kPa.
+//   Incropera: Incropera and DeWitt, Table A.4 (184.6 and 424.4 x 1e-7 N s/m2 for air).
+//   N2, 1000 K: Lemmon and Jacobsen, Int. J. Thermophys. 25, 21 (2004), dilute-gas term (the NIST
+//     WebBook's nitrogen formulation) at 1000 K.
+//   CO2, 1000 K: Fenghour, Wakeham and Vesovic, J. Phys. Chem. Ref. Data 27, 31 (1998), dilute gas.
+//   H2O: CRC zero-density values at 400 and 600 K; IAPWS R12-08 (2008) dilute-gas term at 1000 K.
+// Lennard-Jones kinetic theory with fitted parameters is good to 1-3% for these nonpolar gases.
+// Water is polar: the Stockmayer parameters with Brokaw's correction come out 4-7% high below
+// 700 K, hence 8% there.
+TEST(GasData, ViscosityAgainstPublishedTables) {
+    const Reference refs[] = {
+        {"N2", 300, 17.9, 3e-2},   {"N2", 600, 29.6, 3e-2},   {"N2", 1000, 41.54, 3e-2},
+        {"air", 300, 18.46, 3e-2}, {"air", 600, 30.8, 3e-2},  {"air", 1000, 42.44, 3e-2},
+        {"CO2", 300, 15.0, 3e-2},  {"CO2", 600, 28.0, 3e-2},  {"CO2", 1000, 41.26, 3e-2},
+        {"H2O", 400, 13.4, 8e-2},  {"H2O", 600, 21.4, 8e-2},  {"H2O", 1000, 37.61, 3e-2},
+    };
+    for (const Reference& r : refs) expect_relative(viscosity(r.gas, r.T), r, "viscosity");
+}
+
+// Thermal conductivity in mW/(m K).
+//   CRC: CRC Handbook of Chemistry and Physics, "Thermal Conductivity of Gases", 100 kPa.
+//   Incropera: Incropera and DeWitt, Table A.4 (26.3 and 66.7 x 1e-3 W/(m K) for air).
+//   N2, 1000 K: Lemmon and Jacobsen (2004), dilute-gas term at 1000 K.
+//   H2O, 1000 K: IAPWS R15-11 (2011), dilute-gas term at 1000 K.
+// The Eucken-type treatment of internal energy is good to about 5% for nonpolar gases, a little
+// high at 1000 K; 6% tolerance.
+TEST(GasData, ConductivityAgainstPublishedTables) {
+    const Reference refs[] = {
+        {"N2", 300, 26.0, 6e-2},  {"N2", 600, 44.0, 6e-2},  {"N2", 1000, 65.35, 6e-2},
+        {"air", 300, 26.3, 6e-2}, {"air", 600, 45.7, 6e-2}, {"air", 1000, 66.7, 6e-2},
+        {"CO2", 300, 16.8, 6e-2}, {"CO2", 600, 41.6, 6e-2},
+    };
+    for (const Reference& r : refs) expect_relative(conductivity(r.gas, r.T), r, "conductivity");
+}
+
+// Water vapour: colliding polar molecules exchange rotational quanta resonantly, which slows the
+// transport of internal energy well below the self-diffusion rate the relation assumes (Mason and
+// Monchick 1962). The data therefore over-predict steam's conductivity, by about 40% at 400 K
+// falling to 25% at 1000 K. This pins that known bias so that it cannot grow unnoticed; it is not
+// an accuracy claim. References: CRC "Thermal Conductivity of Gases" (27.1 at 400 K, 47.1 at
+// 600 K) and IAPWS R15-11 dilute gas (95.8 at 1000 K).
+TEST(GasData, SteamConductivityBiasIsBounded) {
+    const Reference refs[] = {{"H2O", 400, 27.1, 0}, {"H2O", 600, 47.1, 0}, {"H2O", 1000, 95.8, 0}};
+    for (const Reference& r : refs) {
+        const double ratio = conductivity(r.gas, r.T) / r.value;
+        EXPECT_GT(ratio, 1.0) << r.T << " K";
+        EXPECT_LT(ratio, 1.45) << r.T << " K";
+    }
+}
