@@ -1,0 +1,125 @@
+// Property operations allocate nothing: every global allocation is counted while a test watches.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "c_medium_physics.h"
+#include "medium_physics/standalone_host.h"
+
+namespace {
+thread_local bool g_counting = false;
+thread_local std::size_t g_allocations = 0;
+
+void* counted(std::size_t n) {
+    if (g_counting) ++g_allocations;
+    if (void* p = std::malloc(n == 0 ? 1 : n)) return p;
+    throw std::bad_alloc();
+}
+void* counted_aligned(std::size_t n, std::align_val_t a) {
+    if (g_counting) ++g_allocations;
+    const auto align = static_cast<std::size_t>(a);
+    if (void* p = std::aligned_alloc(align, ((n + align - 1) / align) * align)) return p;
+    throw std::bad_alloc();
+}
+}  // namespace
+
+void* operator new(std::size_t n) { return counted(n); }
+void* operator new[](std::size_t n) { return counted(n); }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return counted(n);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return counted(n);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void* operator new(std::size_t n, std::align_val_t a) { return counted_aligned(n, a); }
+void* operator new[](std::size_t n, std::align_val_t a) { return counted_aligned(n, a); }
+void* operator new(std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
+    try {
+        return counted_aligned(n, a);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { std::free(p); }
+
+namespace {
+
+struct counting_scope {
+    counting_scope() {
+        g_allocations = 0;
+        g_counting = true;
+    }
+    ~counting_scope() { g_counting = false; }
+};
+
+const char* kGases = R"({"materials": [
+  {"name": "A", "identifier": "C0000000-0000-4000-8000-000000000001", "kind": "ideal_gas", "molar_mass": 0.028,
+   "gamma": 1.4, "cp": {"constant": 0, "table": {"T": [200, 1000, 3000, 6000], "value": [1000, 1150, 1300, 1350]}},
+   "viscosity": {"constant": 0, "table": {"T": [200, 6000], "value": [1.3e-5, 1.6e-4]}},
+   "conductivity": {"constant": 0, "table": {"T": [200, 6000], "value": [0.018, 0.3]}}},
+  {"name": "B", "identifier": "C0000000-0000-4000-8000-000000000002", "kind": "perfect_gas", "molar_mass": 0.044,
+   "gamma": 1.3, "cp": {"constant": 850}, "viscosity": {"constant": 1.5e-5}, "conductivity": {"constant": 0.017}}]})";
+
+}  // namespace
+
+TEST(NoAllocation, GasPropertyOperations) {
+    std::shared_ptr<I_medium_physics> factory;
+    ASSERT_EQ(create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()), MP_STATUS_OK);
+    standalone_host::material_library library;
+    library.add_text(kGases, "test");
+    for (const char* name : {"A", "B"}) {
+        fluid_ptr medium;
+        ASSERT_EQ(standalone_host::create_medium(*factory, library, *library.find_medium(name), true, medium), 0);
+        std::any a = std::shared_ptr<I_solver__thermodynamics_P_H>();
+        std::any b = std::shared_ptr<I_solver__thermodynamics_Rho_E>();
+        ASSERT_EQ(medium->query_interface(a), 0);
+        ASSERT_EQ(medium->query_interface(b), 0);
+        const auto p_h = std::any_cast<std::shared_ptr<I_solver__thermodynamics_P_H>>(a);
+        const auto rho_e = std::any_cast<std::shared_ptr<I_solver__thermodynamics_Rho_E>>(b);
+        const double Y[1] = {1.0};
+        double r[12];
+        // The failing call below logs: count lines with an observer that stores nothing, so that
+        // only the library's own allocations are counted.
+        static std::atomic<int> lines{0};
+        lines = 0;
+        auto previous = standalone_host::set_log_observer([](host_log::entry, std::string_view) { ++lines; });
+        counting_scope scope;
+        for (double T = 250.0; T < 5000.0; T += 250.0) {
+            const double h = p_h->get_enthalpy(1e5, T, Y);
+            p_h->get_properties_p_H(h, 1e5, Y, 1e4, T - 50, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7], &r[8]);
+            p_h->RhoT(h, 1e5, Y, 1e4, 1.0, T - 50, &r[0], &r[1]);
+            r[9] = p_h->get_T_p_h(1e5, h, Y);
+            p_h->get_properties_p_T(1e5, T, Y, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7]);
+            rho_e->get_properties_rho_e(h - 300 * T, 1.0, Y, T + 40, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7]);
+            rho_e->get_properties_p_rho(1e5, 1.0, Y, 0, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7]);
+            r[10] = p_h->get_viscosity(1e5, T, Y) + p_h->get_conductivity(1e5, T, Y) + p_h->get_prandtl(1e5, T, Y);
+            r[11] = p_h->get_dynamic_pressure_factor(T, 300.0, Y) + rho_e->get_sound_speed_e(2e5, Y) +
+                    p_h->get_temperature_from_enthalpy(h, 1e5, Y, 0, T + 10);
+        }
+        // A failing iteration writes its warning without allocating either.
+        r[0] = p_h->get_T_p_h(1e5, NAN, Y);
+        const std::size_t allocations = g_allocations;
+        g_counting = false;
+        standalone_host::set_log_observer(std::move(previous));
+        EXPECT_EQ(allocations, 0u) << name;
+        EXPECT_EQ(lines.load(), 1) << name;
+    }
+}
