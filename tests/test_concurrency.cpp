@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "c_medium_physics.h"
 #include "c_memory_pool.h"
 #include "medium_physics/standalone_host.h"
 #include "mp_log.h"
@@ -62,4 +63,45 @@ TEST(Concurrency, LogLinesFromManyThreadsAllArriveWhole) {
     const auto lines = cap.lines();
     ASSERT_EQ(lines.size(), static_cast<std::size_t>(kThreads * 100));
     for (const auto& l : lines) EXPECT_EQ(l.text.back(), '\n');
+}
+
+TEST(Concurrency, OneGasMediumServesManyThreadsIdentically) {
+    std::shared_ptr<I_medium_physics> factory;
+    ASSERT_EQ(create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()), MP_STATUS_OK);
+    standalone_host::material_library library;
+    library.add_text(R"({"materials": [
+      {"name": "A", "identifier": "D0000000-0000-4000-8000-000000000001", "kind": "ideal_gas", "molar_mass": 0.028,
+       "gamma": 1.4, "cp": {"constant": 0, "table": {"T": [200, 1000, 3000, 6000], "value": [1000, 1150, 1300, 1350]}},
+       "viscosity": {"constant": 1.8e-5}, "conductivity": {"constant": 0.026}},
+      {"name": "B", "identifier": "D0000000-0000-4000-8000-000000000002", "kind": "ideal_gas", "molar_mass": 0.044,
+       "gamma": 1.3, "cp": {"constant": 0, "table": {"T": [200, 6000], "value": [800, 1400]}},
+       "viscosity": {"constant": 1.5e-5}, "conductivity": {"constant": 0.017}}],
+      "media": [{"name": "AB", "kind": "ideal_gas", "substances": ["A", "B"], "mass_fractions": [0.6, 0.4]}]})",
+                     "test");
+    fluid_ptr medium;
+    ASSERT_EQ(standalone_host::create_medium(*factory, library, *library.find_medium("AB"), true, medium), 0);
+    std::any request = std::shared_ptr<I_solver__thermodynamics_P_H>();
+    ASSERT_EQ(medium->query_interface(request), 0);
+    const auto m = std::any_cast<std::shared_ptr<I_solver__thermodynamics_P_H>>(request);
+    const double Y[2] = {0.6, 0.4};
+    constexpr int kStates = 400;
+    const auto solve = [&](int k, double* out) {
+        const double H = 2e5 + 1.5e4 * k;
+        m->get_properties_p_H(H, 1e5, Y, 2e3, 300.0, &out[0], &out[1], &out[2], &out[3], &out[4], &out[5], &out[6],
+                              &out[7], &out[8]);
+    };
+    std::vector<double> reference(kStates * 9);
+    for (int k = 0; k < kStates; ++k) solve(k, &reference[static_cast<std::size_t>(k) * 9]);
+    std::vector<std::vector<double>> results(kThreads, std::vector<double>(kStates * 9));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i)
+        threads.emplace_back([&, i] {
+            // Each thread walks the states in its own order.
+            for (int j = 0; j < kStates; ++j) {
+                const int k = (j * 7 + i * 13) % kStates;
+                solve(k, &results[static_cast<std::size_t>(i)][static_cast<std::size_t>(k) * 9]);
+            }
+        });
+    for (auto& t : threads) t.join();
+    for (const auto& r : results) EXPECT_EQ(r, reference);
 }

@@ -351,3 +351,42 @@ TEST_F(gas_fixture, FactoryRefusesDescriptionsThatAreNoGases) {
     EXPECT_EQ(factory->CreatePerfectGasThermodynamics(missing, true, out), MP_STATUS_FAILURE);
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(description_array(101), true, out), MP_STATUS_FAILURE);
 }
+
+TEST(BuiltInGases, CombustionProductsAgainstJanafTables) {
+    // Mixture values built by hand from the JANAF tables (Chase 1998): cp in J/(mol K) and
+    // H(T) - H(298.15 K) in kJ/mol of N2, O2, CO2, H2O and Ar, over the molar masses.
+    struct species {
+        double M, y, cp1000, dH1000, cp2000, dH2000;
+    };
+    const species s[5] = {{0.0280134, 0.70, 32.697, 21.463, 36.057, 56.141},
+                          {0.0319988, 0.15, 34.870, 22.703, 37.780, 59.199},
+                          {0.0440095, 0.08, 54.308, 33.397, 60.350, 91.439},
+                          {0.0180153, 0.06, 41.268, 26.000, 51.180, 72.790},
+                          {0.0399480, 0.01, 20.786, 14.589, 20.786, 35.375}};
+    double cp1000 = 0, dh1000 = 0, cp2000 = 0, dh2000 = 0, inv = 0;
+    for (const auto& x : s) {
+        cp1000 += x.y * x.cp1000 / x.M;
+        dh1000 += x.y * x.dH1000 * 1e3 / x.M;
+        cp2000 += x.y * x.cp2000 / x.M;
+        dh2000 += x.y * x.dH2000 * 1e3 / x.M;
+        inv += x.y / x.M;
+    }
+    std::shared_ptr<I_medium_physics> factory;
+    ASSERT_EQ(create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()), MP_STATUS_OK);
+    standalone_host::material_library library;
+    library.add_file(std::string(MP_SOURCE_DIR) + "/data/materials/gases.json");
+    const auto def = library.find_medium("combustion-products");
+    ASSERT_TRUE(def.has_value());
+    fluid_ptr medium;
+    ASSERT_EQ(standalone_host::create_medium(*factory, library, *def, true, medium), MP_STATUS_OK);
+    std::any request = std::shared_ptr<P_H>();
+    ASSERT_EQ(medium->query_interface(request), MP_STATUS_OK);
+    const auto m = std::any_cast<std::shared_ptr<P_H>>(request);
+    const double* Y = def->mass_fractions.data();
+    EXPECT_NEAR(m->get_cp(1e5, 1000.0, Y), cp1000, 0.005 * cp1000);
+    EXPECT_NEAR(m->get_cp(1e5, 2000.0, Y), cp2000, 0.005 * cp2000);
+    const double h298 = m->get_enthalpy(1e5, 298.15, Y);
+    EXPECT_NEAR(m->get_enthalpy(1e5, 1000.0, Y) - h298, dh1000, 0.005 * dh1000);
+    EXPECT_NEAR(m->get_enthalpy(1e5, 2000.0, Y) - h298, dh2000, 0.005 * dh2000);
+    EXPECT_NEAR(m->get_density(101325.0, 1000.0, Y), 101325.0 / (8.3144 * inv * 1000.0), 1e-4);
+}
