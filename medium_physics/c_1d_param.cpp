@@ -198,8 +198,75 @@ void c_1d_param::value_and_integral(double T, double& v, double& I) const noexce
     }
     const auto i = static_cast<std::size_t>(locate(T));
     const double d = T - m_T[i];
-    v = m_value[i] + (m_value[i + 1] - m_value[i]) / (m_T[i + 1] - m_T[i]) * d;
+    v = m_value[i] + m_slope[i] * d;  // the interpolation formula, its quotient precomputed
     I = m_slope[i] * 0.5 * d * d + d * m_value[i] + m_integral[i];
+}
+
+std::int32_t c_1d_param::interval(double T) const noexcept {
+    if (m_n <= 0 || m_T.empty()) return -1;
+    if (T <= m_T[0]) return -1;
+    if (T >= m_T[static_cast<std::size_t>(m_n - 1)]) return m_n - 1;
+    if (std::isnan(T)) return kNotANumber;
+    return locate(T);
+}
+
+double c_1d_param::value_at(std::int32_t i, double T) const noexcept {
+    if (i == kSearch) return value(T);
+    if (m_n == 0) return m_constant;
+    if (m_T.empty() || m_value.empty()) return 0.0;
+    if (i == kNotANumber) return T;
+    if (i < 0) return m_value[0];
+    if (i >= m_n - 1) return m_value[static_cast<std::size_t>(m_n - 1)];
+    const auto k = static_cast<std::size_t>(i);
+    return m_value[k] + (m_value[k + 1] - m_value[k]) / (m_T[k + 1] - m_T[k]) * (T - m_T[k]);
+}
+
+void c_1d_param::value_and_integral_at(std::int32_t i, double T, double& v, double& I) const noexcept {
+    if (i == kSearch) {
+        value_and_integral(T, v, I);
+        return;
+    }
+    if (m_n == 0) {
+        v = m_constant;
+        I = T * m_constant;
+        return;
+    }
+    if (m_T.empty() || m_value.empty()) {
+        v = I = 0.0;
+        return;
+    }
+    if (i == kNotANumber) {
+        v = I = T;
+        return;
+    }
+    if (i < 0) {
+        v = m_value[0];
+        I = T * m_value[0];
+        return;
+    }
+    if (m_integral.empty()) {
+        v = value_at(i, T);
+        I = 0.0;
+        return;
+    }
+    const auto k = static_cast<std::size_t>(i);
+    if (i >= m_n - 1) {
+        v = m_value[k];
+        I = (T - m_T[k]) * m_value[k] + m_integral[k];
+        return;
+    }
+    const double d = T - m_T[k];
+    // slope[k] is (value[k+1] - value[k]) / (T[k+1] - T[k]) as stored by prepare_integral, so this
+    // is the interpolation formula to the last bit, without its division.
+    v = m_value[k] + m_slope[k] * d;
+    I = m_slope[k] * 0.5 * d * d + d * m_value[k] + m_integral[k];
+}
+
+bool c_1d_param::same_grid(const c_1d_param& other) const noexcept {
+    if (m_n != other.m_n) return false;
+    if (m_n == 0) return true;
+    if (m_T.empty() || other.m_T.empty()) return false;
+    return std::memcmp(m_T.data(), other.m_T.data(), static_cast<std::size_t>(m_n) * sizeof(double)) == 0;
 }
 
 void c_1d_param::write(C_file_io& stream) const {

@@ -60,6 +60,19 @@ public:
     // Both at once, with one interval search.
     void value_and_integral(double T, double& v, double& I) const noexcept;
 
+    // Lookups split in two, for properties that share one temperature grid: interval(T) finds where
+    // T lies once, and the *_at forms evaluate any table on the same grid there, giving exactly
+    // what value(T) and value_and_integral(T) give. interval(T) is -1 at or below the first point,
+    // N-1 at or above the last, kNotANumber for a NaN, else the interval's first point.
+    static constexpr std::int32_t kNotANumber = -2;
+    // Passed as the interval: no shared grid, the table searches for itself.
+    static constexpr std::int32_t kSearch = -3;
+    std::int32_t interval(double T) const noexcept;
+    double value_at(std::int32_t i, double T) const noexcept;
+    void value_and_integral_at(std::int32_t i, double T, double& v, double& I) const noexcept;
+    // Same point count and the same temperatures, bit for bit.
+    bool same_grid(const c_1d_param& other) const noexcept;
+
     // Record: byte 0; the constant; int32 N; N temperatures; N values; byte 1 and the N integral
     // and N slope entries when prepared, else byte 0.
     void write(C_file_io& stream) const;

@@ -91,8 +91,9 @@ public:
 
     // ---- common operations ----
     double get_cp(double, double T, const double* Y) const noexcept override {
+        const std::int32_t at = interval(T);
         double cp = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) cp += Y[i] * m_flat[static_cast<std::size_t>(i)]->cp(T);
+        for (std::int32_t i = 0; i < m_count; ++i) cp += Y[i] * m_flat[static_cast<std::size_t>(i)]->cp_at(at, T);
         return cp;
     }
     double get_viscosity(double, double T, const double* Y) const noexcept override {
@@ -206,8 +207,13 @@ public:
     }
 
     double get_enthalpy(double, double T, const double* Y) const noexcept override {
+        const std::int32_t at = interval(T);
         double h = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) h += Y[i] * m_flat[static_cast<std::size_t>(i)]->h(T);
+        for (std::int32_t i = 0; i < m_count; ++i) {
+            double c = 0.0, hh = 0.0;
+            m_flat[static_cast<std::size_t>(i)]->cp_h_at(at, T, c, hh);
+            h += Y[i] * hh;
+        }
         return h;
     }
     double get_density(double p, double T, const double* Y) const noexcept override {
@@ -279,6 +285,12 @@ public:
         m_count = list.size();
         if (!m_flat.allocate(static_cast<std::size_t>(m_count), Derived::kSource, label_line)) return false;
         for (std::int32_t i = 0; i < m_count; ++i) m_flat[static_cast<std::size_t>(i)] = list[i].get();
+        // When every table of every substance lies on one temperature grid, one interval search
+        // per temperature serves them all.
+        m_grid = nullptr;
+        for (std::int32_t i = 0; i < m_count && m_grid == nullptr; ++i) m_grid = list[i]->some_table();
+        for (std::int32_t i = 0; i < m_count && m_grid != nullptr; ++i)
+            if (!list[i]->on_grid(*m_grid)) m_grid = nullptr;
         return true;
     }
 
@@ -307,11 +319,12 @@ public:
     // Mixture cp and h at T in one pass (one table lookup per substance). A medium may hide it
     // with its own form.
     void mixture_cp_h(double T, const double* Y, double& cp, double& h) const noexcept {
+        const std::int32_t at = interval(T);
         cp = 0.0;
         h = 0.0;
         for (std::int32_t i = 0; i < m_count; ++i) {
             double c = 0.0, hh = 0.0;
-            m_flat[static_cast<std::size_t>(i)]->cp_h(T, c, hh);
+            m_flat[static_cast<std::size_t>(i)]->cp_h_at(at, T, c, hh);
             cp += Y[i] * c;
             h += Y[i] * hh;
         }
@@ -320,13 +333,14 @@ public:
 protected:
     // Mole-fraction averages mu = sum(Y_i mu_i / M_i) / sum(Y_i / M_i), the same for lambda.
     void transport(double T, const double* Y, double* mu, double* lambda) const noexcept {
+        const std::int32_t at = interval(T);
         double r = 0.0, m = 0.0, l = 0.0;
         for (std::int32_t i = 0; i < m_count; ++i) {
             const Substance& s = *m_flat[static_cast<std::size_t>(i)];
             const double x = Y[i] / s.molar_mass();
             r += x;
-            if (mu != nullptr) m += x * s.mu(T);
-            if (lambda != nullptr) l += x * s.lambda(T);
+            if (mu != nullptr) m += x * s.mu_at(at, T);
+            if (lambda != nullptr) l += x * s.lambda_at(at, T);
         }
         if (mu != nullptr) *mu = m / r;
         if (lambda != nullptr) *lambda = l / r;
@@ -351,14 +365,15 @@ protected:
     // accumulates in substance order as its own operation would.
     void fill_state(double Ts, double R, double inv, const double* Y, double* T, double* cp, double* gamma, double* M,
                     double* a, double* mu, double* lambda) const noexcept {
+        const std::int32_t at = interval(Ts);
         double c = 0.0, r = 0.0, m = 0.0, l = 0.0;
         for (std::int32_t i = 0; i < m_count; ++i) {
             const Substance& s = *m_flat[static_cast<std::size_t>(i)];
-            c += Y[i] * s.cp(Ts);
+            c += Y[i] * s.cp_at(at, Ts);
             const double x = Y[i] / s.molar_mass();
             r += x;
-            m += x * s.mu(Ts);
-            l += x * s.lambda(Ts);
+            m += x * s.mu_at(at, Ts);
+            l += x * s.lambda_at(at, Ts);
         }
         *T = Ts;
         *cp = c;
@@ -369,8 +384,12 @@ protected:
         *lambda = l / r;
     }
 
+    // Where T lies on the shared grid; without one, each table searches for itself.
+    std::int32_t interval(double T) const noexcept { return m_grid != nullptr ? m_grid->interval(T) : c_1d_param::kSearch; }
+
     std::int32_t m_count = 0;
     mp::pooled_array<const Substance*> m_flat;
+    const c_1d_param* m_grid = nullptr;  // the shared temperature grid, in the first substance
     substances m_substances;
     double m_tolerance = kDefaultTolerance;
     std::int32_t m_limit = kDefaultLimit;

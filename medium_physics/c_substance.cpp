@@ -1,6 +1,7 @@
 #include "c_substance.h"
 
 #include <cmath>
+#include <initializer_list>
 #include <vector>
 
 #include "file_io/c_file_io/c_file_io.h"
@@ -162,4 +163,26 @@ bool C_perfect_gas_substance::read(C_file_io& stream) {
     m_gamma = stream.get<double>();
     m_cp = stream.get<double>();
     return m_mu.read(stream) && m_lambda.read(stream);
+}
+
+namespace {
+const c_1d_param* first_table(std::initializer_list<const c_1d_param*> params) noexcept {
+    for (const auto* p : params)
+        if (p->size() > 0) return p;
+    return nullptr;
+}
+bool all_on_grid(std::initializer_list<const c_1d_param*> params, const c_1d_param& grid) noexcept {
+    for (const auto* p : params)
+        if (p->size() > 0 && !p->same_grid(grid)) return false;
+    return true;
+}
+}  // namespace
+
+const c_1d_param* C_ideal_gas_substance::some_table() const noexcept { return first_table({&m_cp, &m_mu, &m_lambda}); }
+bool C_ideal_gas_substance::on_grid(const c_1d_param& grid) const noexcept {
+    return all_on_grid({&m_cp, &m_mu, &m_lambda}, grid);
+}
+const c_1d_param* C_perfect_gas_substance::some_table() const noexcept { return first_table({&m_mu, &m_lambda}); }
+bool C_perfect_gas_substance::on_grid(const c_1d_param& grid) const noexcept {
+    return all_on_grid({&m_mu, &m_lambda}, grid);
 }

@@ -93,6 +93,16 @@ public:
     const c_1d_param& cp_param() const noexcept { return m_cp; }
     const c_1d_param& first_parameter() const noexcept { return m_first; }
 
+    // The same values at an interval found once on a grid that all the tables share.
+    double cp_at(std::int32_t i, double T) const noexcept { return m_cp.value_at(i, T); }
+    void cp_h_at(std::int32_t i, double T, double& cp, double& h) const noexcept { m_cp.value_and_integral_at(i, T, cp, h); }
+    double mu_at(std::int32_t i, double T) const noexcept { return m_mu.value_at(i, T); }
+    double lambda_at(std::int32_t i, double T) const noexcept { return m_lambda.value_at(i, T); }
+    // A table of this substance (nullptr when all are constants).
+    const c_1d_param* some_table() const noexcept;
+    // Every table of this substance lies on `grid` (constants lie on any grid).
+    bool on_grid(const c_1d_param& grid) const noexcept;
+
     void write(C_file_io& stream) const;
     bool read(C_file_io& stream);
 
@@ -125,6 +135,13 @@ public:
     double mu(double T) const noexcept { return m_mu.value(T); }
     double lambda(double T) const noexcept { return m_lambda.value(T); }
     const c_1d_param& first_parameter() const noexcept { return m_first; }
+
+    double cp_at(std::int32_t, double) const noexcept { return m_cp; }
+    void cp_h_at(std::int32_t, double T, double& cp, double& h) const noexcept { cp_h(T, cp, h); }
+    double mu_at(std::int32_t i, double T) const noexcept { return m_mu.value_at(i, T); }
+    double lambda_at(std::int32_t i, double T) const noexcept { return m_lambda.value_at(i, T); }
+    const c_1d_param* some_table() const noexcept;
+    bool on_grid(const c_1d_param& grid) const noexcept;
 
     void write(C_file_io& stream) const;
     bool read(C_file_io& stream);

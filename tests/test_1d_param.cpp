@@ -72,6 +72,16 @@ TEST(Param1d, InterpolationMatchesAScanOnUniformAndUnevenGrids) {
         for (int k = 0; k < 20000; ++k) {
             const double x = u(rng);
             ASSERT_NEAR(p.value(x), reference_value(*T, v, x), 1e-9) << x;
+            // The combined and split lookups give the same bits as the plain ones.
+            double value = 0, integral = 0;
+            p.value_and_integral(x, value, integral);
+            ASSERT_EQ(value, p.value(x));
+            ASSERT_EQ(integral, p.integral(x));
+            const std::int32_t at = p.interval(x);
+            ASSERT_EQ(p.value_at(at, x), p.value(x));
+            p.value_and_integral_at(at, x, value, integral);
+            ASSERT_EQ(value, p.value(x));
+            ASSERT_EQ(integral, p.integral(x));
         }
         // Exactly on the grid points, where the interval choice matters most.
         for (std::size_t i = 0; i < T->size(); ++i) ASSERT_DOUBLE_EQ(p.value((*T)[i]), v[i]) << i;

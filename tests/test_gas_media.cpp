@@ -389,4 +389,22 @@ TEST(BuiltInGases, CombustionProductsAgainstJanafTables) {
     EXPECT_NEAR(m->get_enthalpy(1e5, 1000.0, Y) - h298, dh1000, 0.005 * dh1000);
     EXPECT_NEAR(m->get_enthalpy(1e5, 2000.0, Y) - h298, dh2000, 0.005 * dh2000);
     EXPECT_NEAR(m->get_density(101325.0, 1000.0, Y), 101325.0 / (8.3144 * inv * 1000.0), 1e-4);
+
+    // One interval search serves all substances on the shared grid; the sums are the species' own
+    // values, bit for bit.
+    std::any membrane = std::shared_ptr<I_solver_membrane_model_support>();
+    ASSERT_EQ(medium->query_interface(membrane), MP_STATUS_OK);
+    const auto species = std::any_cast<std::shared_ptr<I_solver_membrane_model_support>>(membrane);
+    for (double T = 150.0; T < 6500.0; T += 31.7) {
+        double cp_i[5], h_i[5];
+        species->get_species_cp(1e5, T, Y, cp_i);
+        species->get_species_enthalpy(1e5, T, Y, h_i);
+        double cp = 0, h = 0;
+        for (int i = 0; i < 5; ++i) {
+            cp += Y[i] * cp_i[i];
+            h += Y[i] * h_i[i];
+        }
+        ASSERT_EQ(m->get_cp(1e5, T, Y), cp) << T;
+        ASSERT_EQ(m->get_enthalpy(1e5, T, Y), h) << T;
+    }
 }
