@@ -3,6 +3,7 @@
 // interface of their medium, which derives from IHostDescription.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "medium_physics/host_shared_array.h"
@@ -42,4 +43,39 @@ public:
     virtual void get_conductivity(host_property& property) = 0;
     virtual double get_molar_mass() = 0;
     virtual double get_gamma() = 0;
+};
+
+// The description of one incompressible liquid component. Operations after those of
+// IHostDescription, in slot order: 5 get_cp [J/(kg K), at 101325 Pa], 6 get_viscosity [Pa s],
+// 7 get_conductivity [W/(m K)], 8 get_density [kg/m3], 9 get_scalar_a, 10 get_reference_temperature
+// [K], 11 get_reference_pressure [Pa].
+class I_liquid_description : public virtual IHostDescription {
+public:
+    virtual void get_cp(host_property& property) = 0;
+    virtual void get_viscosity(host_property& property) = 0;
+    virtual void get_conductivity(host_property& property) = 0;
+    virtual void get_density(host_property& property) = 0;
+    // A value kept for the isothermal cavitation medium.
+    virtual double get_scalar_a() = 0;
+    // Where the weakly compressible view of the liquid takes its reference density.
+    virtual double get_reference_temperature() = 0;
+    virtual double get_reference_pressure() = 0;
+};
+
+// The description of a conducting solid. Operations after those of IHostDescription, in slot
+// order: 5 get_heat_value_a, 6 get_heat_value_b, 7 get_heat_parameter, 8 get_component,
+// 9 get_anisotropy_flag. For a heat-conducting solid the three material values are its density
+// [kg/m3] (a), its highest temperature of validity [K] (b) and its specific heat c(T) [J/(kg K)]
+// (the parameter); the three components are the principal thermal conductivities [W/(m K)]. An
+// electro-conducting solid uses the components (principal electrical conductivities, S/m) and
+// the flag only.
+class I_solid_description : public virtual IHostDescription {
+public:
+    virtual double get_heat_value_a() = 0;
+    virtual double get_heat_value_b() = 0;
+    virtual void get_heat_parameter(host_property& property) = 0;
+    // Principal component 0, 1 or 2.
+    virtual void get_component(std::int32_t index, host_property& property) = 0;
+    // 0 isotropic; anything else orthotropic along the axes the solver gives.
+    virtual std::int32_t get_anisotropy_flag() = 0;
 };
