@@ -1,0 +1,353 @@
+// The command-line program, run as a user runs it: exit codes, the exact bytes it saves, and what
+// it reports about good, truncated and corrupt saved streams.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using bytes = std::vector<std::uint8_t>;
+
+struct run_result {
+    int exit_code = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string read_text(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+bytes read_bytes(const fs::path& p) {
+    const std::string s = read_text(p);
+    return bytes(s.begin(), s.end());
+}
+
+void write_bytes(const fs::path& p, const bytes& b) {
+    std::ofstream out(p, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(b.data()), static_cast<std::streamsize>(b.size()));
+}
+
+std::string quoted(const std::string& s) {
+    std::string q = "'";
+    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+}
+
+std::string lower(std::string s) {
+    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return s;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) out.push_back(line);
+    return out;
+}
+
+// The first line that matches `pattern` (whole line); empty when none does.
+std::string line_matching(const std::string& text, const std::string& pattern) {
+    const std::regex re(pattern, std::regex::icase);
+    for (const auto& line : lines_of(text))
+        if (std::regex_match(line, re)) return line;
+    return {};
+}
+
+// The two leading numbers of an inspect table row: offset and size.
+std::pair<std::uint64_t, std::uint64_t> offset_and_size(const std::string& row) {
+    std::istringstream in(row);
+    std::uint64_t offset = 0, size = 0;
+    in >> offset >> size;
+    return {offset, size};
+}
+
+class Cli : public ::testing::Test {
+protected:
+    void SetUp() override {
+#ifndef MP_CLI_PATH
+        GTEST_SKIP() << "the command-line program is not part of this build";
+#else
+        m_cli = MP_CLI_PATH;
+        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+        m_dir = fs::temp_directory_path() /
+                ("mp_cli_" + std::to_string(::getpid()) + "_" + info->test_suite_name() + "_" + info->name());
+        fs::remove_all(m_dir);
+        fs::create_directories(m_dir / "no_materials");
+#endif
+    }
+    void TearDown() override {
+        if (!m_dir.empty()) fs::remove_all(m_dir);
+    }
+
+    // Runs the program with `args` (already quoted where needed); `env` is prefixed to the command.
+    run_result run(const std::string& args, const std::string& env = "") const {
+        const fs::path out = m_dir / "stdout.txt", err = m_dir / "stderr.txt";
+        const std::string command = env + (env.empty() ? "" : " ") + quoted(m_cli) + " " + args + " >" +
+                                    quoted(out.string()) + " 2>" + quoted(err.string()) + " </dev/null";
+        const int status = std::system(command.c_str());
+        run_result r;
+        r.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        r.out = read_text(out);
+        r.err = read_text(err);
+        return r;
+    }
+    std::string path(const std::string& name) const { return (m_dir / name).string(); }
+    std::string empty_data_option() const { return "--data " + quoted((m_dir / "no_materials").string()); }
+
+    // A data directory holding one material file with the given materials array text.
+    std::string data_dir_with(const std::string& materials_json) const {
+        const fs::path dir = m_dir / "materials";
+        fs::create_directories(dir);
+        std::ofstream(dir / "test.json") << "{\"materials\": [" << materials_json << "]}";
+        return dir.string();
+    }
+
+    // Saves the given media (pseudo-medium names) into `name`; expects success.
+    std::string save(const std::string& name, const std::string& media) const {
+        const auto r = run("save -o " + quoted(path(name)) + " " + media);
+        EXPECT_EQ(r.exit_code, 0) << r.err;
+        return path(name);
+    }
+
+    std::string m_cli;
+    fs::path m_dir;
+};
+
+// ---- info ---------------------------------------------------------------------------------------
+
+TEST_F(Cli, InfoListsEveryKindWithItsClassAndDisplayName) {
+    const auto r = run("info " + empty_data_option());
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    EXPECT_TRUE(std::regex_search(r.out, std::regex(R"(^medium-physics [0-9]+\.[0-9]+\.[0-9]+\n)")));
+
+    const char* const expected[15][2] = {
+        {"C_ideal_gas_thermodynamics", "Ideal gas thermodynamics"},
+        {"C_inc_liquid_thermodynamics", "Incompressible liquid thermodynamics"},
+        {"C_inc_non_newtonian_liquid_thermodynamics", "Incompressible non-newton liquid thermodynamics"},
+        {"C_comp_liquid_thermodynamics", "Compressible liquid thermodynamics"},
+        {"C_isotherm_cavitation_thermodynamics", "Isothermal cavitation thermodynamics"},
+        {"C_real_gas_thermodynamics", "Real gas thermodynamics"},
+        {"C_real_gas_phase_change_thermodynamics", "Real gas with phase change thermodynamics"},
+        {"C_combustible_thermodynamics_VT", "Combustible thermodynamics (VT)"},
+        {"C_combustible_thermodynamics_PT", "Combustible thermodynamics (PT)"},
+        {"C_hypersonic_gas_thermodynamics", "Hypersonic gas thermodynamics"},
+        {"C_cavitation_therm_obsolete", "Cavitation obsolete thermodynamics"},
+        {"C_condensation_therm_obsolete", "Condensation obsolete thermodynamics"},
+        {"C_perfect_gas_thermodynamics", "Perfect gas thermodynamics"},
+        {"C_single_component_thermodynamics_VT", "Single component gas thermodynamics"},
+        {"C_free_surface_vof_thermodynamics", "Free surface VOF thermodynamics"},
+    };
+    // Each kind on its own row: code, class, display name, nothing else; display names aligned.
+    std::size_t display_column = std::string::npos;
+    for (int k = 0; k < 15; ++k) {
+        const std::string row = " +" + std::to_string(k) + " +" + std::string(expected[k][0]) + " +";
+        std::string display = expected[k][1];
+        display = std::regex_replace(display, std::regex(R"([()])"), R"(\$&)");
+        const std::string line = line_matching(r.out, row + display);
+        ASSERT_FALSE(line.empty()) << "kind " << k << " missing or wrong in:\n" << r.out;
+        const std::size_t column = line.size() - std::string(expected[k][1]).size();
+        if (k == 0) display_column = column;
+        EXPECT_EQ(column, display_column) << line;
+    }
+    EXPECT_EQ(line_matching(r.out, " +16 .*"), "");
+}
+
+TEST_F(Cli, InfoSaysNoneYetForAnEmptyDataDirectoryAndListsMaterialsOfAGivenOne) {
+    auto r = run("info " + empty_data_option());
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.out.find("Built-in materials (" + (m_dir / "no_materials").string() + "):\n  none yet\n"),
+              std::string::npos)
+        << r.out;
+
+    const std::string dir = data_dir_with(
+        R"({"name": "thin-air", "identifier": "0A1B2C3D-0000-4000-8000-00000000ABCD", "kind": "hypersonic_gas"})");
+    for (const auto& [args, env] : {std::pair<std::string, std::string>{"info --data " + quoted(dir), ""},
+                                    {"info", "MEDIUM_PHYSICS_DATA=" + quoted(dir)}}) {
+        r = run(args, env);
+        ASSERT_EQ(r.exit_code, 0) << r.err;
+        EXPECT_NE(line_matching(r.out, " +thin-air +hypersonic_gas +0A1B2C3D-0000-4000-8000-00000000ABCD +test\\.json"),
+                  "")
+            << r.out;
+        EXPECT_EQ(r.out.find("none yet"), std::string::npos);
+    }
+}
+
+TEST_F(Cli, InfoFailsOnAMissingOrBrokenDataDirectory) {
+    auto r = run("info --data " + quoted(path("nowhere")));
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.err.find("does not exist"), std::string::npos) << r.err;
+
+    const std::string dir = data_dir_with(R"({"name": "x", "identifier": "not-a-guid", "kind": "ideal_gas"})");
+    r = run("info --data " + quoted(dir));
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.err.find("not a GUID"), std::string::npos) << r.err;
+}
+
+// ---- save ---------------------------------------------------------------------------------------
+
+TEST_F(Cli, SaveWithoutMediaWritesExactlyTheEmptySet) {
+    const auto r = run("save -o " + quoted(path("empty.mpf")));
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(read_bytes(path("empty.mpf")), (bytes{0x00, 0x00, 0, 0, 0, 0, 0x00, 0, 0, 0, 0}));
+    EXPECT_EQ(r.out, "saved 0 media to " + path("empty.mpf") + " (11 bytes)\n");
+}
+
+TEST_F(Cli, SaveOverwritesAnExistingFile) {
+    write_bytes(path("old.mpf"), bytes(100, 0xAB));
+    ASSERT_EQ(run("save -o " + quoted(path("old.mpf"))).exit_code, 0);
+    EXPECT_EQ(read_bytes(path("old.mpf")).size(), 11u);
+}
+
+TEST_F(Cli, SaveOfAnUnknownMediumExits1AndWritesNoFile) {
+    for (const std::string media : {"no-such-medium", "obsolete-cavitation no-such-medium"}) {
+        const auto r = run("save " + empty_data_option() + " -o " + quoted(path("out.mpf")) + " " + media);
+        EXPECT_EQ(r.exit_code, 1) << media;
+        EXPECT_FALSE(fs::exists(path("out.mpf"))) << media;
+        EXPECT_NE(r.err.find("unknown medium: \"no-such-medium\""), std::string::npos) << r.err;
+        EXPECT_EQ(r.out, "");
+    }
+}
+
+TEST_F(Cli, SaveOfAMaterialThisBuildCannotCreateExits1AndWritesNoFile) {
+    const std::string dir = data_dir_with(
+        R"({"name": "thin-air", "identifier": "0A1B2C3D-0000-4000-8000-00000000ABCD", "kind": "hypersonic_gas"})");
+    const auto r = run("save --data " + quoted(dir) + " -o " + quoted(path("out.mpf")) + " obsolete-cavitation thin-air");
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_FALSE(fs::exists(path("out.mpf")));
+    EXPECT_NE(r.err.find("cannot create \"thin-air\" (kind hypersonic_gas): this build does not provide media of "
+                         "this kind"),
+              std::string::npos)
+        << r.err;
+}
+
+// ---- save, then inspect -------------------------------------------------------------------------
+
+TEST_F(Cli, InspectOfTheObsoleteCavitationStreamShowsEveryRecordWithItsOffset) {
+    const std::string file = save("one.mpf", "obsolete-cavitation");
+    const std::uint64_t total = fs::file_size(file);
+    const auto r = run("inspect " + quoted(file));
+    ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
+    EXPECT_EQ(r.err, "");
+
+    const std::string guid = "[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}";
+    const std::string factory = line_matching(r.out, " +0 +1 +factory record, version 0");
+    const std::string part = line_matching(r.out, " +1 +5 +substances: version 0, 1 entries");
+    const std::string substance =
+        line_matching(r.out, " +6 +[0-9]+ +tag 11 +.* E46DDFE0-3DB1-4BA4-85ED-B83F873B2BF1");
+    const std::string registry = line_matching(r.out, " +[0-9]+ +5 +registry: version 0, 1 entries");
+    const std::string medium = line_matching(r.out, " +[0-9]+ +44 +kind 10 +Cavitation obsolete thermodynamics +" + guid);
+    ASSERT_FALSE(factory.empty() || part.empty() || substance.empty() || registry.empty() || medium.empty())
+        << r.out;
+
+    // The rows tile the file: each record starts where the one before it ends.
+    const auto [s_offset, s_size] = offset_and_size(substance);
+    const auto [r_offset, r_size] = offset_and_size(registry);
+    const auto [m_offset, m_size] = offset_and_size(medium);
+    EXPECT_EQ(s_offset + s_size, r_offset);
+    EXPECT_EQ(r_offset + r_size, m_offset);
+    EXPECT_EQ(m_offset + m_size, total);
+    EXPECT_NE(line_matching(r.out, " +" + std::to_string(total) + " +end of the factory record"), "") << r.out;
+    EXPECT_NE(r.out.find("total: " + std::to_string(total) + " bytes; loads with 1 substance and 1 medium\n"),
+              std::string::npos)
+        << r.out;
+}
+
+TEST_F(Cli, TheSameMediumTwiceGivesTwoMediaOverOneSubstance) {
+    const std::string one = save("one.mpf", "obsolete-cavitation");
+    const std::string two = save("two.mpf", "obsolete-cavitation obsolete-cavitation");
+    EXPECT_EQ(fs::file_size(two), fs::file_size(one) + 44);
+    const auto r = run("inspect " + quoted(two));
+    ASSERT_EQ(r.exit_code, 0) << r.out;
+    EXPECT_NE(r.out.find("loads with 1 substance and 2 media\n"), std::string::npos) << r.out;
+}
+
+TEST_F(Cli, IdentifiersMatchCaseInsensitively) {
+    const auto r = run("inspect " + quoted(save("one.mpf", "obsolete-cavitation")));
+    EXPECT_NE(lower(r.out).find("e46ddfe0-3db1-4ba4-85ed-b83f873b2bf1"), std::string::npos) << r.out;
+}
+
+// ---- inspect of damaged streams -----------------------------------------------------------------
+
+TEST_F(Cli, InspectOfATruncatedStreamNamesTheFailingRecordsOffset) {
+    const std::string file = save("one.mpf", "obsolete-cavitation");
+    const auto good = run("inspect " + quoted(file));
+    const auto [medium_offset, medium_size] = offset_and_size(line_matching(good.out, " +[0-9]+ +[0-9]+ +kind 10 .*"));
+    ASSERT_GT(medium_offset, 0u) << good.out;
+
+    bytes b = read_bytes(file);
+    // Cut inside the medium record, then inside the substance part's header.
+    for (const std::uint64_t keep : {medium_offset + medium_size / 2, std::uint64_t{3}}) {
+        const std::uint64_t failing = keep == 3 ? 1 : medium_offset;
+        write_bytes(path("cut.mpf"), bytes(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(keep)));
+        const auto r = run("inspect " + quoted(path("cut.mpf")));
+        EXPECT_EQ(r.exit_code, 1) << r.out;
+        EXPECT_NE(r.out.find("error: the record at offset " + std::to_string(failing) + " does not load: "),
+                  std::string::npos)
+            << r.out;
+        EXPECT_NE(r.out.find("reading stopped at stream position "), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find(" of " + std::to_string(keep) + " bytes\n"), std::string::npos) << r.out;
+    }
+}
+
+TEST_F(Cli, InspectOfAStreamWithFactoryVersion1SaysTheVersionIsWrong) {
+    write_bytes(path("v1.mpf"), bytes{0x01, 0x00, 0, 0, 0, 0, 0x00, 0, 0, 0, 0});
+    const auto r = run("inspect " + quoted(path("v1.mpf")));
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.out.find("error: the record at offset 0 does not load: factory record version 1 is not 0\n"),
+              std::string::npos)
+        << r.out;
+    EXPECT_EQ(line_matching(r.out, " +[0-9]+ +[0-9]+ +factory record.*"), "") << "no record was read:\n" << r.out;
+}
+
+TEST_F(Cli, InspectOfAnEmptyOrMissingFileExits1) {
+    write_bytes(path("empty.mpf"), {});
+    auto r = run("inspect " + quoted(path("empty.mpf")));
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.out.find("error: the record at offset 0 does not load"), std::string::npos) << r.out;
+
+    r = run("inspect " + quoted(path("missing.mpf")));
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.err.find("cannot open " + path("missing.mpf")), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, InspectNotesBytesAfterTheFactoryRecord) {
+    bytes b = read_bytes(save("empty.mpf", ""));
+    b.insert(b.end(), {1, 2, 3});
+    write_bytes(path("tail.mpf"), b);
+    const auto r = run("inspect " + quoted(path("tail.mpf")));
+    EXPECT_EQ(r.exit_code, 0);
+    EXPECT_NE(r.out.find("note: 3 bytes after the end of the factory record"), std::string::npos) << r.out;
+}
+
+// ---- usage --------------------------------------------------------------------------------------
+
+TEST_F(Cli, UsageErrorsExit2AndHelpExits0) {
+    EXPECT_EQ(run("").exit_code, 2);
+    EXPECT_EQ(run("frobnicate").exit_code, 2);
+    EXPECT_EQ(run("save obsolete-cavitation").exit_code, 2);  // -o is required
+    EXPECT_EQ(run("inspect").exit_code, 2);
+    EXPECT_FALSE(fs::exists(path("obsolete-cavitation")));
+
+    const auto help = run("save --help");
+    EXPECT_EQ(help.exit_code, 0);
+    EXPECT_NE(help.out.find("obsolete cavitation placeholder (kind 10)"), std::string::npos) << help.out;
+}
+
+}  // namespace
