@@ -153,6 +153,14 @@ std::int32_t CJsonDescription::query_interface(std::any& requested) {
         *p = std::shared_ptr<I_gas_description>(shared_from_this(), this);
         return 0;
     }
+    if (auto* p = std::any_cast<std::shared_ptr<I_liquid_description>>(&requested); p != nullptr && is_liquid()) {
+        *p = std::shared_ptr<I_liquid_description>(shared_from_this(), this);
+        return 0;
+    }
+    if (auto* p = std::any_cast<std::shared_ptr<I_solid_description>>(&requested); p != nullptr && is_solid()) {
+        *p = std::shared_ptr<I_solid_description>(shared_from_this(), this);
+        return 0;
+    }
     if (auto* p = std::any_cast<std::shared_ptr<IHostUnknown>>(&requested)) {
         *p = std::shared_ptr<IHostUnknown>(shared_from_this(), static_cast<IHostDescription*>(this));
         return 0;
@@ -179,6 +187,27 @@ void CJsonDescription::get_viscosity(host_property& p) { property("viscosity", p
 void CJsonDescription::get_conductivity(host_property& p) { property("conductivity", p); }
 double CJsonDescription::get_molar_mass() { return number("molar_mass"); }
 double CJsonDescription::get_gamma() { return number("gamma"); }
+void CJsonDescription::get_density(host_property& p) { property("density", p); }
+double CJsonDescription::get_scalar_a() { return number("scalar_a"); }
+double CJsonDescription::get_reference_temperature() { return number("reference_temperature"); }
+double CJsonDescription::get_reference_pressure() { return number("reference_pressure"); }
+double CJsonDescription::get_heat_value_a() { return number("heat_value_a"); }
+double CJsonDescription::get_heat_value_b() { return number("heat_value_b"); }
+void CJsonDescription::get_heat_parameter(host_property& p) { property("heat_parameter", p); }
+
+void CJsonDescription::get_component(std::int32_t index, host_property& p) {
+    p = host_property{};
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find("components");
+    if (index < 0 || it == m.end() || !it->is_array() || static_cast<std::size_t>(index) >= it->size()) return;
+    read_property(nlohmann::json{{"c", (*it)[static_cast<std::size_t>(index)]}}, "c", p);
+}
+
+std::int32_t CJsonDescription::get_anisotropy_flag() {
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find("anisotropy");
+    return it != m.end() && it->is_number_integer() ? it->get<std::int32_t>() : 0;
+}
 
 std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::string& material_json) {
     const auto m = nlohmann::json::parse(material_json, nullptr, false);
@@ -199,6 +228,23 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
         check_property(m, "viscosity", true);
         check_property(m, "conductivity", true);
         check_property(m, "first_parameter", false);
+    }
+    if (d->is_liquid()) {
+        for (const char* key : {"cp", "viscosity", "conductivity", "density"}) check_property(m, key, true);
+        for (const char* key : {"scalar_a", "reference_temperature", "reference_pressure"}) required_number(m, key);
+    }
+    if (d->is_solid()) {
+        const auto c = m.find("components");
+        if (c == m.end() || !c->is_array() || c->size() != 3)
+            throw std::runtime_error("\"components\" must hold three properties");
+        for (std::size_t i = 0; i < 3; ++i) check_property(nlohmann::json{{"component", (*c)[i]}}, "component", true);
+        const auto a = m.find("anisotropy");
+        if (a == m.end() || !a->is_number_integer()) throw std::runtime_error("missing integer field \"anisotropy\"");
+        if (d->m_kind == "heatconducting_solid") {
+            required_number(m, "heat_value_a");
+            required_number(m, "heat_value_b");
+            check_property(m, "heat_parameter", true);
+        }
     }
     d->m_json = m.dump();
     return d;
@@ -304,8 +350,35 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     std::int32_t status = 2;
     if (medium.kind == "ideal_gas") status = factory.CreateIdealGasThermodynamics(descriptions, register_it, out);
     else if (medium.kind == "perfect_gas") status = factory.CreatePerfectGasThermodynamics(descriptions, register_it, out);
+    else if (medium.kind == "incompressible_liquid")
+        status = factory.CreateIncompressibleLiquidThermodynamics(descriptions, register_it, out);
     if (status == 2) return fail(2, "media of kind " + medium.kind + " are not available in this build");
     if (status != 0) return fail(status, "the factory could not create " + medium.name + " (see the log)");
+    return 0;
+}
+
+std::int32_t create_solid(I_medium_physics& factory, const material_library& library, const std::string& material,
+                          const solid_axes& axes, std::shared_ptr<MED_PHYSICS::I_diffusion_coefficient>& out,
+                          std::string* why) {
+    const auto fail = [&](std::int32_t status, std::string reason) {
+        if (why != nullptr) *why = std::move(reason);
+        return status;
+    };
+    const auto d = library.find_material(material);
+    if (!d) return fail(3, "unknown material " + material);
+    std::int32_t status = 2;
+    if (d->kind() == "heatconducting_solid") {
+        std::shared_ptr<MED_PHYSICS::I_heatconducting_solid> solid;
+        status = factory.CreateHeatConductingSolid(d, axes, solid);
+        out = solid;
+    } else if (d->kind() == "electroconducting_solid") {
+        std::shared_ptr<MED_PHYSICS::I_electroconducting_solid> solid;
+        status = factory.CreateElectroConductingSolid(d, axes, solid);
+        out = solid;
+    } else {
+        return fail(3, material + " is no solid (kind " + d->kind() + ")");
+    }
+    if (status != 0) return fail(status, "the factory could not create " + material + " (see the log)");
     return 0;
 }
 

@@ -22,10 +22,16 @@ bool copy_into(mp::pooled_array<double>& to, const double* from, std::size_t n, 
     return true;
 }
 
-// Reads n doubles into a pooled array, in pieces for large n.
 bool read_into(C_file_io& stream, mp::pooled_array<double>& to, std::size_t n, std::int32_t line) {
+    return mp::read_pooled_doubles(stream, to, n, MP_THIS_SOURCE, line);
+}
+
+}  // namespace
+
+bool mp::read_pooled_doubles(C_file_io& stream, pooled_array<double>& to, std::size_t n, const char* file,
+                             std::int32_t line) {
     if (n <= kReadPiece) {
-        if (!to.allocate(n, MP_THIS_SOURCE, line)) return false;
+        if (!to.allocate(n, file, line)) return false;
         if (n > 0) stream.read(to.data(), n);
         return true;
     }
@@ -36,10 +42,10 @@ bool read_into(C_file_io& stream, mp::pooled_array<double>& to, std::size_t n, s
         staged.resize(at + k);
         stream.read(staged.data() + at, k);
     }
-    return copy_into(to, staged.data(), n, line);
+    if (!to.allocate(n, file, line)) return false;
+    std::memcpy(to.data(), staged.data(), n * sizeof(double));
+    return true;
 }
-
-}  // namespace
 
 c_1d_param::c_1d_param(const c_1d_param& other) { *this = other; }
 

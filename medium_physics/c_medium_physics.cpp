@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "c_ideal_gas_thermodynamics.h"
+#include "c_inc_liquid_thermodynamics.h"
 #include "c_obsolete_media.h"
 #include "c_perfect_gas_thermodynamics.h"
 #include "c_thermodynamic_base.h"
@@ -53,8 +54,9 @@ fluid_ptr load_medium(C_file_io& stream, const C_medium_physics& factory) {
 
 // Loaders by kind code; nullptr where this build does not provide the medium.
 constexpr medium_loader kLoaders[kMediumKindCount] = {
-    load_medium<C_ideal_gas_thermodynamics>,  // 0
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    load_medium<C_ideal_gas_thermodynamics>,   // 0
+    load_medium<C_inc_liquid_thermodynamics>,  // 1
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
     load_medium<C_cavitation_therm_obsolete>,   // 10
     nullptr,
     load_medium<C_perfect_gas_thermodynamics>,  // 12
@@ -114,9 +116,10 @@ void C_medium_physics::enter(const fluid_ptr& medium, bool register_it) {
 // ---- creating operations ------------------------------------------------------------------------
 
 template <std::size_t Cache, class Medium>
-std::int32_t C_medium_physics::create_gas_medium(const description_array& gases, bool register_it, fluid_ptr& out,
-                                                 const char* operation) {
+std::int32_t C_medium_physics::create_mixture(const description_array& gases, bool register_it, fluid_ptr& out,
+                                              const char* operation) {
     using substance_type = typename std::tuple_element_t<Cache, caches>::substance_type;
+    using description_type = typename substance_type::description_type;
     const auto refuse = [&](const char* why) {
         mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE,
                      __LINE__, operation, why);
@@ -135,11 +138,12 @@ std::int32_t C_medium_physics::create_gas_medium(const description_array& gases,
             if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("a description's identifier is not a GUID");
             auto it = entries.find(key);
             if (it == entries.end()) {
-                std::any request = std::shared_ptr<I_gas_description>();
-                if (description->query_interface(request) != MP_STATUS_OK) return refuse("a description is not a gas description");
-                const auto gas = std::any_cast<std::shared_ptr<I_gas_description>>(request);
+                std::any request = std::shared_ptr<description_type>();
+                if (description->query_interface(request) != MP_STATUS_OK)
+                    return refuse("a description is not of the medium's kind");
+                const auto typed = std::any_cast<std::shared_ptr<description_type>>(request);
                 auto substance = std::make_shared<substance_type>();
-                if (!gas || !substance->init(*gas, m_host.get())) return refuse("a gas substance could not be built");
+                if (!typed || !substance->init(*typed, m_host.get())) return refuse("a substance could not be built");
                 it = entries.emplace(key, std::move(substance)).first;
             }
             list[i] = it->second;
@@ -156,16 +160,18 @@ std::int32_t C_medium_physics::create_gas_medium(const description_array& gases,
 
 std::int32_t C_medium_physics::CreateIdealGasThermodynamics(const description_array& gases, bool register_it,
                                                             fluid_ptr& out) {
-    return create_gas_medium<kIdealGasCache, C_ideal_gas_thermodynamics>(gases, register_it, out,
-                                                                         "CreateIdealGasThermodynamics");
+    return create_mixture<kIdealGasCache, C_ideal_gas_thermodynamics>(gases, register_it, out,
+                                                                      "CreateIdealGasThermodynamics");
 }
 std::int32_t C_medium_physics::CreatePerfectGasThermodynamics(const description_array& gases, bool register_it,
                                                               fluid_ptr& out) {
-    return create_gas_medium<kPerfectGasCache, C_perfect_gas_thermodynamics>(gases, register_it, out,
-                                                                             "CreatePerfectGasThermodynamics");
+    return create_mixture<kPerfectGasCache, C_perfect_gas_thermodynamics>(gases, register_it, out,
+                                                                          "CreatePerfectGasThermodynamics");
 }
-std::int32_t C_medium_physics::CreateIncompressibleLiquidThermodynamics(const description_array&, bool, fluid_ptr&) {
-    return unavailable("CreateIncompressibleLiquidThermodynamics");
+std::int32_t C_medium_physics::CreateIncompressibleLiquidThermodynamics(const description_array& liquids,
+                                                                        bool register_it, fluid_ptr& out) {
+    return create_mixture<kIncLiquidCache, C_inc_liquid_thermodynamics>(liquids, register_it, out,
+                                                                        "CreateIncompressibleLiquidThermodynamics");
 }
 std::int32_t C_medium_physics::CreateFreeSurfaceVofThermodynamics(const fluid_array&, bool, fluid_ptr&) {
     return unavailable("CreateFreeSurfaceVofThermodynamics");
@@ -176,19 +182,70 @@ std::int32_t C_medium_physics::CreateNonNewtonianLiquidThermodynamics(const desc
 std::int32_t C_medium_physics::CreateCompressibleLiquidThermodynamics(const description_array&, bool, fluid_ptr&) {
     return unavailable("CreateCompressibleLiquidThermodynamics");
 }
-std::int32_t C_medium_physics::CreateHeatConductingSolid(const std::shared_ptr<IHostDescription>&, const solid_axes&,
-                                                         std::shared_ptr<MED_PHYSICS::I_heatconducting_solid>&) {
-    return unavailable("CreateHeatConductingSolid");
+template <std::size_t Cache, class Solid, class Out, class Build>
+std::int32_t C_medium_physics::create_solid(const std::shared_ptr<IHostDescription>& description, Out& out,
+                                            const char* operation, Build&& build) {
+    const auto refuse = [&](const char* why) {
+        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE,
+                     __LINE__, operation, why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (!description) return refuse("the description is missing");
+        CHostString id_text;
+        description->get_identifier(id_text);
+        host_guid key;
+        if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("the identifier is not a GUID");
+        auto& entries = std::get<Cache>(m_caches).entries;
+        auto it = entries.find(key);
+        if (it == entries.end()) {
+            auto solid = std::make_shared<Solid>();
+            if (!build(*solid)) return refuse("the solid could not be built");
+            it = entries.emplace(key, std::move(solid)).first;
+        }
+        Out made = it->second;
+        out.swap(made);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
+
+namespace {
+// The solid interface of a description, or nullptr.
+std::shared_ptr<I_solid_description> solid_description(const std::shared_ptr<IHostDescription>& d) {
+    std::any request = std::shared_ptr<I_solid_description>();
+    if (!d || d->query_interface(request) != MP_STATUS_OK) return nullptr;
+    return std::any_cast<std::shared_ptr<I_solid_description>>(request);
+}
+}  // namespace
+
+std::int32_t C_medium_physics::CreateHeatConductingSolid(const std::shared_ptr<IHostDescription>& description,
+                                                         const solid_axes& axes,
+                                                         std::shared_ptr<MED_PHYSICS::I_heatconducting_solid>& out) {
+    return create_solid<kHeatSolidCache, C_heatconducting_solid>(
+        description, out, "CreateHeatConductingSolid", [&](C_heatconducting_solid& solid) {
+            const auto d = solid_description(description);
+            return d && solid.init(*d, description, axes, m_host.get());
+        });
+}
+
 std::int32_t C_medium_physics::CreateHeatConductingSolidFromValues(
-    const std::shared_ptr<IHostDescription>&, const host_shared_array<double>&,
-    std::shared_ptr<MED_PHYSICS::I_heatconducting_solid>&) {
-    return unavailable("CreateHeatConductingSolidFromValues");
+    const std::shared_ptr<IHostDescription>& description, const host_shared_array<double>& values,
+    std::shared_ptr<MED_PHYSICS::I_heatconducting_solid>& out) {
+    return create_solid<kHeatSolidCache, C_heatconducting_solid>(
+        description, out, "CreateHeatConductingSolidFromValues",
+        [&](C_heatconducting_solid& solid) { return solid.init(*description, description, values, m_host.get()); });
 }
-std::int32_t C_medium_physics::CreateElectroConductingSolid(const std::shared_ptr<IHostDescription>&,
-                                                            const solid_axes&,
-                                                            std::shared_ptr<MED_PHYSICS::I_electroconducting_solid>&) {
-    return unavailable("CreateElectroConductingSolid");
+
+std::int32_t C_medium_physics::CreateElectroConductingSolid(const std::shared_ptr<IHostDescription>& description,
+                                                            const solid_axes& axes,
+                                                            std::shared_ptr<MED_PHYSICS::I_electroconducting_solid>& out) {
+    return create_solid<kElectroSolidCache, C_electroconducting_solid>(
+        description, out, "CreateElectroConductingSolid", [&](C_electroconducting_solid& solid) {
+            const auto d = solid_description(description);
+            return d && solid.init(*d, description, axes, m_host.get());
+        });
 }
 std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamics(const std::shared_ptr<IHostDescription>&,
                                                                         const description_array&, double, bool,

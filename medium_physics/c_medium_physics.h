@@ -16,6 +16,8 @@
 #include <tuple>
 #include <vector>
 
+#include "c_inc_liquid.h"
+#include "c_solids.h"
 #include "c_substance.h"
 #include "medium_physics/i_medium_physics.h"
 
@@ -75,11 +77,11 @@ public:
 
     using caches = std::tuple<substance_cache<C_ideal_gas_substance>,       // 1
                               substance_cache<C_perfect_gas_substance>,     // 2
-                              substance_cache<C_unavailable_substance>,     // 3 C_incompressible_liquid_substance
+                              substance_cache<C_incompressible_liquid_substance>,  // 3
                               substance_cache<C_unavailable_substance>,     // 4 C_inc_non_newtonian_liquid_substance
                               substance_cache<C_unavailable_substance>,     // 5 C_compressible_liquid_substance
-                              substance_cache<C_unavailable_substance>,     // 6 C_heatconducting_solid
-                              substance_cache<C_unavailable_substance>,     // 7 C_electroconducting_solid
+                              substance_cache<C_heatconducting_solid>,      // 6
+                              substance_cache<C_electroconducting_solid>,   // 7
                               substance_cache<C_unavailable_substance>,     // 8 C_real_gas_substance (mode 1)
                               substance_cache<C_unavailable_substance>,     // 9 C_real_gas_substance (mode 2)
                               substance_cache<C_unavailable_substance>,     // 10 C_combustible_substance_VT
@@ -159,11 +161,15 @@ private:
     bool load_substance_entry(C_file_io& stream, std::int32_t tag, load_report* report);
     bool load_registry_entry(C_file_io& stream, std::int32_t kind, load_report* report);
     std::int32_t unavailable(const char* operation);
-    // Creates a gas mixture over the described substances, each taken from (or entered into) the
+    // Creates a mixture over the described substances, each taken from (or entered into) the
     // cache at Cache.
+    // A solid from the cache at Cache, built by `build` when absent.
+    template <std::size_t Cache, class Solid, class Out, class Build>
+    std::int32_t create_solid(const std::shared_ptr<IHostDescription>& description, Out& out, const char* operation,
+                              Build&& build);
     template <std::size_t Cache, class Medium>
-    std::int32_t create_gas_medium(const description_array& gases, bool register_it, fluid_ptr& out,
-                                   const char* operation);
+    std::int32_t create_mixture(const description_array& descriptions, bool register_it, fluid_ptr& out,
+                                const char* operation);
     void enter(const fluid_ptr& medium, bool register_it);
 
     std::weak_ptr<C_medium_physics> m_self;

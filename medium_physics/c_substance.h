@@ -77,6 +77,7 @@ bool param_from_host(const host_property& property, c_1d_param& param, const CHo
 // (The first temperature parameter is kept with the substance but not saved.)
 class C_ideal_gas_substance final : public C_substance_base {
 public:
+    using description_type = I_gas_description;
     C_ideal_gas_substance() = default;
     ~C_ideal_gas_substance() = default;
     // False, with a log line, when the description cannot make a gas (bad identifier, molar mass
@@ -120,6 +121,7 @@ private:
 // formulas); cp; mu and lambda as parameter records.
 class C_perfect_gas_substance final : public C_substance_base {
 public:
+    using description_type = I_gas_description;
     C_perfect_gas_substance() = default;
     ~C_perfect_gas_substance() = default;
     bool init(I_gas_description& description, IHostMessageSink* sink);

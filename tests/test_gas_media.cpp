@@ -341,12 +341,12 @@ TEST_F(gas_fixture, FactoryRefusesDescriptionsThatAreNoGases) {
     one[0] = library.find_material("air-perfect");
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(one, true, out), MP_STATUS_OK);  // a gas description is a gas
     standalone_host::material_library liquids;
-    liquids.add_text(R"({"materials": [{"name": "oil", "identifier": "B0000000-0000-4000-8000-000000000001",
-                          "kind": "incompressible_liquid"}]})",
-                     "liquids");
-    one[0] = liquids.find_material("oil");
+    liquids.add_text(R"({"materials": [{"name": "co2-real", "identifier": "B0000000-0000-4000-8000-000000000001",
+                          "kind": "real_gas"}]})",
+                     "others");
+    one[0] = liquids.find_material("co2-real");
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(one, true, out), MP_STATUS_FAILURE);
-    EXPECT_EQ(cap.count("a description is not a gas description"), 1u);
+    EXPECT_EQ(cap.count("a description is not of the medium's kind"), 1u);
     description_array missing(1);
     EXPECT_EQ(factory->CreatePerfectGasThermodynamics(missing, true, out), MP_STATUS_FAILURE);
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(description_array(101), true, out), MP_STATUS_FAILURE);

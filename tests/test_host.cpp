@@ -263,7 +263,7 @@ const char* kGasFile = R"({"materials": [
     {"name": "air-perfect", "identifier": "1C2D3E4F-5A6B-4C7D-8E9F-A0B1C2D3E4F5", "kind": "perfect_gas",
      "molar_mass": 0.028965, "gamma": 1.4, "cp": {"constant": 1005.0}, "viscosity": {"constant": 1.8e-5},
      "conductivity": {"constant": 0.026}},
-    {"name": "oil", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "incompressible_liquid"}],
+    {"name": "co2-real", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "real_gas"}],
   "media": [{"name": "nitrogen", "kind": "ideal_gas", "substances": ["N2"], "mass_fractions": [1.0]}]})";
 
 std::string refusal(const std::string& json) {
@@ -314,9 +314,11 @@ TEST(Descriptions, GasMaterialsAnswerTheGasDescription) {
     EXPECT_EQ(first.constant, 0.0);
     EXPECT_EQ(first.T.size(), 0);
 
-    // A liquid is no gas description.
-    std::any liquid = std::shared_ptr<I_gas_description>();
-    EXPECT_EQ(library.find_material("oil")->query_interface(liquid), MP_STATUS_UNSUPPORTED);
+    // Another kind is no gas description, and a gas no liquid one.
+    std::any other = std::shared_ptr<I_gas_description>();
+    EXPECT_EQ(library.find_material("co2-real")->query_interface(other), MP_STATUS_UNSUPPORTED);
+    std::any liquid = std::shared_ptr<I_liquid_description>();
+    EXPECT_EQ(n2->query_interface(liquid), MP_STATUS_UNSUPPORTED);
 }
 
 TEST(Descriptions, MediaAndOneMaterialMedia) {

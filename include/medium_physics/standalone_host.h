@@ -111,23 +111,44 @@ private:
 // "gamma", and the properties "cp" (J/(kg K)), "viscosity" (Pa s), "conductivity" (W/(m K)) and
 // optionally "first_parameter", each {"constant": number, "table": {"T": [K...], "value": [...]}}
 // with the table optional (T strictly increasing, as many values as temperatures). A perfect gas
-// uses the constant of "cp".
+// uses the constant of "cp". Liquids: "cp", "viscosity", "conductivity", "density" and the numbers
+// "scalar_a", "reference_temperature" [K], "reference_pressure" [Pa]. Solids: "components" (three
+// properties: the principal conductivities), "anisotropy" (integer flag); a heat-conducting solid
+// also "heat_value_a" (density), "heat_value_b" (highest valid temperature) and "heat_parameter"
+// (specific heat).
 // A medium is {"name", "kind", "substances": [material names], "mass_fractions": [numbers]}.
 
 // One parsed material. It is the description the media read their substance from.
-class MP_HOST_API CJsonDescription : public I_gas_description, public std::enable_shared_from_this<CJsonDescription> {
+class MP_HOST_API CJsonDescription : public I_gas_description,
+                                     public I_liquid_description,
+                                     public I_solid_description,
+                                     public std::enable_shared_from_this<CJsonDescription> {
 public:
     ~CJsonDescription() override;
-    // IHostDescription, and I_gas_description for the gas kinds.
+    // IHostDescription, and the description interface of the material's kind: I_gas_description,
+    // I_liquid_description or I_solid_description.
     std::int32_t query_interface(std::any& requested) override;
     void get_name(CHostString& name) override;
     void get_identifier(CHostString& identifier) override;
-    void get_first_parameter(host_property& property) override;
+    // Gases and liquids.
     void get_cp(host_property& property) override;
     void get_viscosity(host_property& property) override;
     void get_conductivity(host_property& property) override;
+    // Gases.
+    void get_first_parameter(host_property& property) override;
     double get_molar_mass() override;
     double get_gamma() override;
+    // Liquids.
+    void get_density(host_property& property) override;
+    double get_scalar_a() override;
+    double get_reference_temperature() override;
+    double get_reference_pressure() override;
+    // Solids.
+    double get_heat_value_a() override;
+    double get_heat_value_b() override;
+    void get_heat_parameter(host_property& property) override;
+    void get_component(std::int32_t index, host_property& property) override;
+    std::int32_t get_anisotropy_flag() override;
 
     const std::string& kind() const noexcept { return m_kind; }
     const std::string& name_utf8() const noexcept { return m_name; }
@@ -135,6 +156,10 @@ public:
     // The material's JSON text (for the kind-specific readers).
     const std::string& json() const noexcept { return m_json; }
     bool is_gas() const noexcept { return m_kind == "ideal_gas" || m_kind == "perfect_gas"; }
+    bool is_liquid() const noexcept {
+        return m_kind == "incompressible_liquid" || m_kind == "non_newtonian_liquid" || m_kind == "compressible_liquid";
+    }
+    bool is_solid() const noexcept { return m_kind == "heatconducting_solid" || m_kind == "electroconducting_solid"; }
 
     // Parses one material object; throws std::runtime_error with the reason when a field is
     // missing or malformed.
@@ -183,6 +208,13 @@ private:
 MP_HOST_API std::int32_t create_medium(I_medium_physics& factory, const material_library& library,
                                        const medium_definition& medium, bool register_it,
                                        std::shared_ptr<I_fluid_thermodynamics>& out, std::string* why = nullptr);
+
+// Creates the solid named `material` (kind heatconducting_solid or electroconducting_solid) through
+// the factory with the given axes; `out` receives its conductivity interface. Status as above.
+MP_HOST_API std::int32_t create_solid(I_medium_physics& factory, const material_library& library,
+                                      const std::string& material, const solid_axes& axes,
+                                      std::shared_ptr<MED_PHYSICS::I_diffusion_coefficient>& out,
+                                      std::string* why = nullptr);
 
 // Parses a material file's text (its "materials"); throws std::runtime_error with the reason
 // (and the material's index) when it does not follow the schema.

@@ -154,6 +154,9 @@ public:
     virtual double get_temperature_e(double e, const double* Y) const noexcept = 0;
 };
 
+// Incompressible liquids: the pressure-based interface; density depends on temperature only.
+class I_solver__incompressible_liquid : public virtual I_solver__thermodynamics_P_H {};
+
 class I_fluid_ideal_gas : public virtual I_fluid_thermodynamics {
 public:
     // p = rho R T.
