@@ -125,7 +125,8 @@ public:
     static constexpr std::uint32_t kBufferSize = 4096;
     // Level the stream's engines are built with; 0 selects kDefaultLevel.
     static constexpr std::uint32_t kStreamLevel = 0;
-    // zlib level used for kStreamLevel: level 1 (fastest); see the README for the figures.
+    // zlib level used for kStreamLevel: level 1. On full-precision property tables (bench_zip)
+    // level 6 shrinks the output no further (ratio 1.513 against 1.516) and deflates 3x slower.
     static constexpr int kDefaultLevel = 1;
 
     explicit CZEngine(std::uint32_t level = kStreamLevel);
