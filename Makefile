@@ -43,7 +43,8 @@ tsan: deps
 	@cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -L concurrency
 
 fuzz: deps
-	@cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ -DMP_BUILD_FUZZ=ON -DMP_OPENMP=OFF -DMP_BUILD_TESTS=OFF -DMP_BUILD_BENCH=OFF -DMP_BUILD_EXAMPLES=OFF -DMP_BUILD_TOOLS=OFF > build-fuzz.configure.log 2>&1 || (cat build-fuzz.configure.log; exit 1)
+	@cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ -DMP_BUILD_FUZZ=ON -DMP_OPENMP=OFF \
+		-DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link -DMP_SANITIZE=address,undefined -DMP_BUILD_TESTS=OFF -DMP_BUILD_BENCH=OFF -DMP_BUILD_EXAMPLES=OFF -DMP_BUILD_TOOLS=OFF > build-fuzz.configure.log 2>&1 || (cat build-fuzz.configure.log; exit 1)
 	@cmake --build build-fuzz -j $(JOBS)
 	@bash scripts/run-fuzz.sh build-fuzz $(FUZZ_SECONDS)
 
