@@ -278,6 +278,26 @@ TEST_F(Cli, TheSameMediumTwiceGivesTwoMediaOverOneSubstance) {
     EXPECT_NE(r.out.find("loads with 1 substance and 2 media\n"), std::string::npos) << r.out;
 }
 
+// Each kind of material reaches the factory operation of its kind: the gas and the liquid become
+// registered media over their substances, the solid only a substance (solids are not media).
+TEST_F(Cli, BuiltInMaterialsOfEachKindSaveIntoTheirCaches) {
+    const std::string data = "--data " + quoted(std::string(MP_SOURCE_DIR) + "/data/materials");
+    const auto saved = run("save " + data + " -o " + quoted(path("mixed.mpf")) + " air water copper copper-electrical");
+    ASSERT_EQ(saved.exit_code, 0) << saved.err;
+    EXPECT_EQ(saved.out, "saved 2 media and 2 solids to " + path("mixed.mpf") + " (" +
+                             std::to_string(fs::file_size(path("mixed.mpf"))) + " bytes)\n");
+
+    const auto r = run("inspect " + quoted(path("mixed.mpf")));
+    ASSERT_EQ(r.exit_code, 0) << r.out;
+    // Substances in the order the factory writes its caches: ideal gas, liquid, then the solids.
+    const std::string tags = R"((?:.*\n)*.* tag 0 +C_ideal_gas_substance .*\n.* tag 1 +C_incompressible_liquid_substance .*\n)"
+                             R"(.* tag 9 +C_heatconducting_solid .*\n.* tag 10 +C_electroconducting_solid .*\n(?:.*\n)*)";
+    EXPECT_TRUE(std::regex_match(r.out, std::regex(tags))) << r.out;
+    EXPECT_NE(line_matching(r.out, ".* kind 0 +Ideal gas thermodynamics .*"), "") << r.out;
+    EXPECT_NE(line_matching(r.out, ".* kind 1 +Incompressible liquid thermodynamics .*"), "") << r.out;
+    EXPECT_NE(r.out.find("loads with 4 substances and 2 media\n"), std::string::npos) << r.out;
+}
+
 TEST_F(Cli, IdentifiersMatchCaseInsensitively) {
     const auto r = run("inspect " + quoted(save("one.mpf", "obsolete-cavitation")));
     EXPECT_NE(lower(r.out).find("e46ddfe0-3db1-4ba4-85ed-b83f873b2bf1"), std::string::npos) << r.out;

@@ -281,6 +281,7 @@ int run_save(const std::string& data_option, const std::string& output, const st
     if (create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()) != MP_STATUS_OK || !factory)
         throw command_error("the factory could not be created");
 
+    std::size_t solids = 0;
     for (std::size_t i = 0; i < media.size(); ++i) {
         creation c;
         std::string kind;
@@ -294,7 +295,10 @@ int run_save(const std::string& data_option, const std::string& output, const st
             kind = chosen[i]->description->kind();
             c = create_material(*factory, chosen[i]->description, kind);
         }
-        if (c.created) continue;
+        if (c.created) {
+            if (kind == "heatconducting_solid" || kind == "electroconducting_solid") ++solids;
+            continue;
+        }
         std::string message = "cannot create \"" + media[i] + "\" (kind " + kind + "): ";
         if (c.status == MP_STATUS_UNSUPPORTED || c.status == MP_STATUS_OK)
             message += "this build does not provide media of this kind";
@@ -325,8 +329,11 @@ int run_save(const std::string& data_option, const std::string& output, const st
         fs::remove(output, ec);
         throw command_error("cannot write " + output);
     }
-    std::cout << "saved " << media.size() << (media.size() == 1 ? " medium" : " media") << " to " << output << " ("
-              << bytes.size() << " bytes)\n";
+    // Solids are not media: the stream holds their substance only.
+    const std::size_t fluids = media.size() - solids;
+    std::cout << "saved " << fluids << (fluids == 1 ? " medium" : " media");
+    if (solids > 0) std::cout << " and " << solids << (solids == 1 ? " solid" : " solids");
+    std::cout << " to " << output << " (" << bytes.size() << " bytes)\n";
     return kExitOk;
 }
 
