@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <optional>
 #include <set>
 
 #include "c_memory_pool.h"
@@ -150,11 +151,11 @@ struct watch_mode_guard {
     ~watch_mode_guard() { mp::set_memory_watch_mode(saved); }
 };
 
-const standalone_host::label_usage* find_label(const std::vector<standalone_host::label_usage>& report,
-                                               const std::string& file, std::int32_t line) {
+std::optional<standalone_host::label_usage> find_label(const std::vector<standalone_host::label_usage>& report,
+                                                       const std::string& file, std::int32_t line) {
     for (const auto& u : report)
-        if (u.file == file && u.line == line) return &u;
-    return nullptr;
+        if (u.file == file && u.line == line) return u;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -183,8 +184,8 @@ TEST(MemoryPool, WatcherSeesAllocationsOnlyInModeOne) {
     {
         mp::pooled_array<double> a;
         ASSERT_TRUE(a.allocate(1000, file.c_str(), 101));
-        const auto* u = find_label(standalone_host::memory_report(), file, 101);
-        ASSERT_NE(u, nullptr);
+        const auto u = find_label(standalone_host::memory_report(), file, 101);
+        ASSERT_TRUE(u.has_value());
         EXPECT_EQ(u->live_bytes, 8000u);
         EXPECT_EQ(u->live_blocks, 1u);
         // Switching the mode off affects later allocations only; this block's release is still
@@ -192,10 +193,10 @@ TEST(MemoryPool, WatcherSeesAllocationsOnlyInModeOne) {
         mp::set_memory_watch_mode(0);
         mp::pooled_array<double> b;
         ASSERT_TRUE(b.allocate(10, file.c_str(), 102));
-        EXPECT_EQ(find_label(standalone_host::memory_report(), file, 102), nullptr);
+        EXPECT_FALSE(find_label(standalone_host::memory_report(), file, 102).has_value());
     }
-    const auto* u = find_label(standalone_host::memory_report(), file, 101);
-    ASSERT_NE(u, nullptr);
+    const auto u = find_label(standalone_host::memory_report(), file, 101);
+    ASSERT_TRUE(u.has_value());
     EXPECT_EQ(u->live_bytes, 0u);
     EXPECT_EQ(u->total_allocations, 1u);
     // Only 1 switches reporting on.
@@ -204,7 +205,7 @@ TEST(MemoryPool, WatcherSeesAllocationsOnlyInModeOne) {
         mp::pooled_array<double> c;
         ASSERT_TRUE(c.allocate(10, file.c_str(), 103));
     }
-    EXPECT_EQ(find_label(standalone_host::memory_report(), file, 103), nullptr);
+    EXPECT_FALSE(find_label(standalone_host::memory_report(), file, 103).has_value());
 }
 
 TEST(MemoryPool, MovedArraysReleaseOnce) {
