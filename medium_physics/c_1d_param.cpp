@@ -148,16 +148,7 @@ std::int32_t c_1d_param::locate(double T) const noexcept {
     return mp::interval_search(T, m_T.data(), m_n);
 }
 
-double c_1d_param::value(double T) const noexcept {
-    if (m_n == 0) return m_constant;
-    if (m_T.empty() || m_value.empty()) return 0.0;
-    const auto last = static_cast<std::size_t>(m_n - 1);
-    if (T <= m_T[0]) return m_value[0];
-    if (T >= m_T[last]) return m_value[last];
-    if (std::isnan(T)) return T;
-    const auto i = static_cast<std::size_t>(locate(T));
-    return m_value[i] + (m_value[i + 1] - m_value[i]) / (m_T[i + 1] - m_T[i]) * (T - m_T[i]);
-}
+double c_1d_param::value(double T) const noexcept { return value_at(interval(T), T); }
 
 double c_1d_param::integral(double T) const noexcept {
     if (m_n == 0) return T * m_constant;
@@ -173,39 +164,7 @@ double c_1d_param::integral(double T) const noexcept {
 }
 
 void c_1d_param::value_and_integral(double T, double& v, double& I) const noexcept {
-    if (m_n == 0) {
-        v = m_constant;
-        I = T * m_constant;
-        return;
-    }
-    if (m_T.empty() || m_value.empty()) {
-        v = I = 0.0;
-        return;
-    }
-    const auto last = static_cast<std::size_t>(m_n - 1);
-    if (T <= m_T[0]) {
-        v = m_value[0];
-        I = T * m_value[0];
-        return;
-    }
-    if (m_integral.empty()) {
-        v = value(T);
-        I = 0.0;
-        return;
-    }
-    if (T >= m_T[last]) {
-        v = m_value[last];
-        I = (T - m_T[last]) * m_value[last] + m_integral[last];
-        return;
-    }
-    if (std::isnan(T)) {
-        v = I = T;
-        return;
-    }
-    const auto i = static_cast<std::size_t>(locate(T));
-    const double d = T - m_T[i];
-    v = m_value[i] + m_slope[i] * d;  // the interpolation formula, its quotient precomputed
-    I = m_slope[i] * 0.5 * d * d + d * m_value[i] + m_integral[i];
+    value_and_integral_at(interval(T), T, v, I);
 }
 
 std::int32_t c_1d_param::interval(double T) const noexcept {
@@ -217,7 +176,7 @@ std::int32_t c_1d_param::interval(double T) const noexcept {
 }
 
 double c_1d_param::value_at(std::int32_t i, double T) const noexcept {
-    if (i == kSearch) return value(T);
+    if (i == kSearch) i = interval(T);
     if (m_n == 0) return m_constant;
     if (m_T.empty() || m_value.empty()) return 0.0;
     if (i == kNotANumber) return T;
@@ -228,10 +187,7 @@ double c_1d_param::value_at(std::int32_t i, double T) const noexcept {
 }
 
 void c_1d_param::value_and_integral_at(std::int32_t i, double T, double& v, double& I) const noexcept {
-    if (i == kSearch) {
-        value_and_integral(T, v, I);
-        return;
-    }
+    if (i == kSearch) i = interval(T);
     if (m_n == 0) {
         v = m_constant;
         I = T * m_constant;
