@@ -144,7 +144,8 @@ public:
     void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
                             double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
                             double* p_out) const noexcept override {
-        const double inv = inverse_molar_mass(Y);
+        double x[thermo::kMaxCleanedSubstances];
+        const double inv = inverse_molar_mass(Y, x);
         const double R = thermo::kUniversalGasConstant * inv;
         double Ts = T0;
         if (!solve_T_from_H(H, p, Y, G2, T0, R, Ts)) {
@@ -152,7 +153,7 @@ public:
             Ts = T0;
         }
         *rho = p / (R * Ts);
-        fill_state(Ts, R, inv, Y, T, cp, gamma, M, a, mu, lambda);
+        fill_state(Ts, R, inv, Y, x, T, cp, gamma, M, a, mu, lambda);
         *p_out = p;
     }
 
@@ -229,10 +230,11 @@ public:
     // ---- density-based operation 2 (the same for both media: e = h(T) - R T) ----
     void get_properties_p_rho(double p, double rho, const double* Y, double, double* e, double* T, double* cp,
                               double* gamma, double* M, double* a, double* mu, double* lambda) const noexcept override {
-        const double inv = inverse_molar_mass(Y);
+        double x[thermo::kMaxCleanedSubstances];
+        const double inv = inverse_molar_mass(Y, x);
         const double R = thermo::kUniversalGasConstant * inv;
         const double Ts = p / (R * rho);
-        fill_state(Ts, R, inv, Y, T, cp, gamma, M, a, mu, lambda);
+        fill_state(Ts, R, inv, Y, x, T, cp, gamma, M, a, mu, lambda);
         *e = get_enthalpy(p, Ts, Y) - R * Ts;
     }
 
@@ -302,6 +304,15 @@ protected:
         mp::log_line(sink(), mp::line_kind::warning, mp::kInconsistentParameters, s.file, s.line);
     }
 
+    // Also keeps each Y_i / M_i in x, for the mole-fraction averages at the same state.
+    double inverse_molar_mass(const double* Y, double* x) const noexcept {
+        double r = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) {
+            x[i] = Y[i] / m_flat[static_cast<std::size_t>(i)]->molar_mass();
+            r += x[i];
+        }
+        return r;
+    }
     double inverse_molar_mass(const double* Y) const noexcept {
         double r = 0.0;
         for (std::int32_t i = 0; i < m_count; ++i) r += Y[i] / m_flat[static_cast<std::size_t>(i)]->molar_mass();
@@ -363,17 +374,17 @@ protected:
     // The derived values at a solved T: cp, M, gamma = cp / (cp - R), a = sqrt(gamma R T), and the
     // transport mixture rules with the fractions as given. One pass over the substances; each sum
     // accumulates in substance order as its own operation would.
-    void fill_state(double Ts, double R, double inv, const double* Y, double* T, double* cp, double* gamma, double* M,
-                    double* a, double* mu, double* lambda) const noexcept {
+    // x holds Y_i / M_i.
+    void fill_state(double Ts, double R, double inv, const double* Y, const double* x, double* T, double* cp,
+                    double* gamma, double* M, double* a, double* mu, double* lambda) const noexcept {
         const std::int32_t at = interval(Ts);
         double c = 0.0, r = 0.0, m = 0.0, l = 0.0;
         for (std::int32_t i = 0; i < m_count; ++i) {
             const Substance& s = *m_flat[static_cast<std::size_t>(i)];
             c += Y[i] * s.cp_at(at, Ts);
-            const double x = Y[i] / s.molar_mass();
-            r += x;
-            m += x * s.mu_at(at, Ts);
-            l += x * s.lambda_at(at, Ts);
+            r += x[i];
+            m += x[i] * s.mu_at(at, Ts);
+            l += x[i] * s.lambda_at(at, Ts);
         }
         *T = Ts;
         *cp = c;

@@ -35,7 +35,8 @@ double C_ideal_gas_thermodynamics::get_compressibility(double p, double T, const
 void C_ideal_gas_thermodynamics::get_properties_rho_e(double e, double rho, const double* Y, double T0, double* p,
                                                       double* T, double* cp, double* gamma, double* M, double* a,
                                                       double* mu, double* lambda) const noexcept {
-    const double inv = inverse_molar_mass(Y);
+    double x[thermo::kMaxCleanedSubstances];
+    const double inv = inverse_molar_mass(Y, x);
     const double R = thermo::kUniversalGasConstant * inv;
     // e(T) = h(T) - R T, de/dT = cp - R
     double Ts = T0;
@@ -51,7 +52,7 @@ void C_ideal_gas_thermodynamics::get_properties_rho_e(double e, double rho, cons
         Ts = T0;
     }
     *p = R * rho * Ts;
-    fill_state(Ts, R, inv, Y, T, cp, gamma, M, a, mu, lambda);
+    fill_state(Ts, R, inv, Y, x, T, cp, gamma, M, a, mu, lambda);
 }
 
 double C_ideal_gas_thermodynamics::get_gamma(double, const double* Y) const noexcept {

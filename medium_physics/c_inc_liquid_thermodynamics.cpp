@@ -163,7 +163,8 @@ bool C_inc_liquid_thermodynamics::solve_T(double H, double p, const double* Y, d
     double T = T0;
     for (std::int32_t k = 0;; ++k) {
         const double c = get_cp(p, T, Y);
-        const double h = get_enthalpy(p, T, Y);
+        // h(p, T) is h_prev: it was evaluated at this T as the previous step's h_new (or at T0).
+        const double h = h_prev;
         double residual = h - H;
         if (kinetic) {
             const double rho = get_density(p, T, Y);

@@ -46,21 +46,23 @@ double C_perfect_gas_thermodynamics::get_enthalpy(double, double T, const double
 void C_perfect_gas_thermodynamics::get_properties_rho_e(double e, double rho, const double* Y, double, double* p,
                                                         double* T, double* cp, double* gamma, double* M, double* a,
                                                         double* mu, double* lambda) const noexcept {
-    const double inv = inverse_molar_mass(Y);
+    double x[thermo::kMaxCleanedSubstances];
+        const double inv = inverse_molar_mass(Y, x);
     const double R = thermo::kUniversalGasConstant * inv;
     double Ts = e / (mixture_cp(Y) - R);
     if (Ts < kMinimumTemperature) Ts = kMinimumTemperature;
     *p = R * rho * Ts;
-    fill_state(Ts, R, inv, Y, T, cp, gamma, M, a, mu, lambda);
+    fill_state(Ts, R, inv, Y, x, T, cp, gamma, M, a, mu, lambda);
 }
 
 void C_perfect_gas_thermodynamics::get_properties_p_rho(double p, double rho, const double* Y, double, double* e,
                                                         double* T, double* cp, double* gamma, double* M, double* a,
                                                         double* mu, double* lambda) const noexcept {
-    const double inv = inverse_molar_mass(Y);
+    double x[thermo::kMaxCleanedSubstances];
+        const double inv = inverse_molar_mass(Y, x);
     const double R = thermo::kUniversalGasConstant * inv;
     const double Ts = p / (R * rho);
-    fill_state(Ts, R, inv, Y, T, cp, gamma, M, a, mu, lambda);
+    fill_state(Ts, R, inv, Y, x, T, cp, gamma, M, a, mu, lambda);
     *e = (*cp - R) * Ts;
 }
 
