@@ -434,6 +434,18 @@ bool C_medium_physics::load_substance_entry(C_file_io& stream, std::int32_t tag,
                                          "this build does not provide)";
             return;
         }
+        // Media refer to a substance by its own identifier: a key that differs from it is damage,
+        // and accepting it would save a project that does not load again.
+        if (substance->identity() != key) {
+            if (report != nullptr)
+                report->failure_reason = std::string("cache tag ") + std::to_string(tag) + ": the key " +
+                                         guid_text(key) + " is not the substance's own identifier " +
+                                         guid_text(substance->identity());
+            mp::log_line(m_host.get(), mp::line_kind::error,
+                         "ERROR: MediumPhysics: %s(%d): Load: a substance's key differs from its identifier\n",
+                         MP_THIS_SOURCE, __LINE__);
+            return;
+        }
         substance->set_sink(m_host.get());
         note(report, 0, 1,
              "tag " + std::to_string(tag) + " (" + kCacheNames[index] + ") " + guid_text(key));
@@ -496,7 +508,8 @@ std::int32_t C_medium_physics::load_with_report(C_file_io& stream, load_report* 
         if (part != 0) return fail("substance part version " + std::to_string(part) + " is not 0");
         std::int32_t count = -1;
         stream.read(&count, 1);
-        note(report, record_start, 0, "substances: version 0, " + std::to_string(count) + " entries");
+        note(report, record_start, 0,
+             "substances: version 0, " + std::to_string(count) + (count == 1 ? " entry" : " entries"));
         for (std::int32_t i = 0; i < count; ++i) {
             record_start = position(stream);
             std::int32_t tag = -1;
@@ -517,7 +530,8 @@ std::int32_t C_medium_physics::load_with_report(C_file_io& stream, load_report* 
         if (part != 0) return fail("registry part version " + std::to_string(part) + " is not 0");
         count = -1;
         stream.read(&count, 1);
-        note(report, record_start, 0, "registry: version 0, " + std::to_string(count) + " entries");
+        note(report, record_start, 0,
+             "registry: version 0, " + std::to_string(count) + (count == 1 ? " entry" : " entries"));
         for (std::int32_t i = 0; i < count; ++i) {
             record_start = position(stream);
             std::int32_t kind = -1;

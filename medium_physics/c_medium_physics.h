@@ -28,6 +28,10 @@ public:
     void write(C_file_io&) const {}
     bool read(C_file_io&) { return false; }
     void set_sink(IHostMessageSink*) noexcept {}
+    const host_guid& identity() const noexcept { return m_nil; }
+
+private:
+    host_guid m_nil;
 };
 
 template <class S>

@@ -248,10 +248,10 @@ TEST_F(Cli, InspectOfTheObsoleteCavitationStreamShowsEveryRecordWithItsOffset) {
 
     const std::string guid = "[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}";
     const std::string factory = line_matching(r.out, " +0 +1 +factory record, version 0");
-    const std::string part = line_matching(r.out, " +1 +5 +substances: version 0, 1 entries");
+    const std::string part = line_matching(r.out, " +1 +5 +substances: version 0, 1 entry");
     const std::string substance =
         line_matching(r.out, " +6 +[0-9]+ +tag 11 +.* E46DDFE0-3DB1-4BA4-85ED-B83F873B2BF1");
-    const std::string registry = line_matching(r.out, " +[0-9]+ +5 +registry: version 0, 1 entries");
+    const std::string registry = line_matching(r.out, " +[0-9]+ +5 +registry: version 0, 1 entry");
     const std::string medium = line_matching(r.out, " +[0-9]+ +44 +kind 10 +Cavitation obsolete thermodynamics +" + guid);
     ASSERT_FALSE(factory.empty() || part.empty() || substance.empty() || registry.empty() || medium.empty())
         << r.out;

@@ -360,3 +360,15 @@ TEST(Factory, InspectorReportsRecordsAndTheFailingOffset) {
         EXPECT_NE(report.failure_reason.find("unable to read requested size"), std::string::npos);
     }
 }
+
+TEST(Factory, LoadRefusesASubstanceFiledUnderAnotherKey) {
+    // The key and the substance's own identifier are written twice; when they differ, media would
+    // save identifiers the reloaded project cannot resolve.
+    host_guid medium;
+    guid_utils::CreateUUID(medium);
+    bytes data = expected_obsolete_stream(medium, 0.5, false);
+    data[6 + 4] ^= 0x01;  // first byte of the cache key
+    standalone_host::log_capture cap;
+    EXPECT_EQ(load(*make_factory(), data), MP_STATUS_FAILURE);
+    EXPECT_EQ(cap.count("Load: a substance's key differs from its identifier"), 1u);
+}
