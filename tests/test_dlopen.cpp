@@ -298,6 +298,33 @@ TEST_F(dlopenBoundary, LibraryRecognisesTheHostsDescriptionAndAnswersInSI) {
     EXPECT_NEAR(solver.pointer->get_density(101325.0, 300.0, Y), kDensity, kDensity * kRelTol);
 }
 
+TEST_F(dlopenBoundary, LiquidsAndSolidsFromTheStandaloneHostsDescriptions) {
+    standalone_host::material_library library;
+    library.add_text(R"({"materials": [
+      {"name": "oil", "identifier": "DD000000-0000-4000-8000-000000000001", "kind": "incompressible_liquid",
+       "cp": {"constant": 2000}, "viscosity": {"constant": 0.1}, "conductivity": {"constant": 0.14},
+       "density": {"constant": 880}, "scalar_a": 0, "reference_temperature": 293.15, "reference_pressure": 101325},
+      {"name": "plate", "identifier": "DD000000-0000-4000-8000-000000000002", "kind": "heatconducting_solid",
+       "heat_value_a": 7850, "heat_value_b": 1000, "heat_parameter": {"constant": 460},
+       "components": [{"constant": 50}, {"constant": 50}, {"constant": 50}], "anisotropy": 0}]})",
+                     "boundary");
+    fluid_ptr oil;
+    std::string why;
+    ASSERT_EQ(standalone_host::create_medium(*m_factory, library, *library.find_medium("oil"), true, oil, &why), 0) << why;
+    const auto solver = query<I_solver__thermodynamics_P_H>(*oil);
+    ASSERT_EQ(solver.status, MP_STATUS_OK);
+    const double Y[] = {1.0};
+    EXPECT_EQ(solver.pointer->get_density(101325.0, 300.0, Y), 880.0);
+    std::shared_ptr<MED_PHYSICS::I_diffusion_coefficient> plate;
+    ASSERT_EQ(standalone_host::create_solid(*m_factory, library, "plate", {1, 0, 0, 0, 1, 0, 0, 0, 1}, plate, &why), 0)
+        << why;
+    std::int32_t count = 0;
+    double values[3], axes[9];
+    EXPECT_EQ(plate->get_diffusion_coefficient(300.0, &count, values, axes), 0);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(values[0], 50.0);
+}
+
 // ---- unloading ----------------------------------------------------------------------------------
 
 TEST_F(dlopenBoundary, LoadsAgainAfterUnloading) {
