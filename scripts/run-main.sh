@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # A guided tour of the command-line program on a fresh build (what `make run` shows): what the
-# library knows, what a saved factory stream looks like, and how a damaged one is reported.
+# library knows, the properties of the built-in media, what a saved factory stream looks like, and
+# how a damaged one is reported.
 # Usage: run-main.sh BUILD_DIR
 set -euo pipefail
 build=${1:-build}
@@ -11,7 +12,7 @@ mkdir -p "$out"
 
 step() { printf '\n==== %s\n\n' "$*"; }
 
-step "1. What this build knows: version, medium kind codes, built-in materials"
+step "1. What this build knows: version, medium kind codes, built-in materials and media"
 "$cli" info
 
 step "2. Save a factory with no media: the smallest valid stream (11 bytes)"
@@ -31,5 +32,19 @@ head -c $((size - 10)) "$out/obsolete-cavitation.mpf" > "$out/truncated.mpf"
 status=0
 "$cli" inspect "$out/truncated.mpf" || status=$?
 echo "(inspect exited with status $status)"
+
+step "5. Air at 1 atm from 300 K to 2000 K"
+"$cli" props air --p 101325 --T 300:2000:100
+
+step "6. Combustion products at 1 bar: the state back from the enthalpy of 1500 K, iterating from 1000 K"
+# The enthalpy is props' own h at 1500 K (column 4 of the exact comma-separated output).
+H=$("$cli" props combustion-products --p 100000 --T 1500 --csv | tail -n 1 | cut -d, -f4)
+"$cli" invert combustion-products --p 100000 --H "$H" --T0 1000
+
+step "7. Water at 1 atm from 280 K to 360 K (incompressible: no gamma, M or a)"
+"$cli" props water --p 101325 --T 280:360:20
+
+step "8. Copper at 400 K"
+"$cli" solid copper --T 400
 
 step "Files are in $out"

@@ -1,5 +1,6 @@
-// The command-line program, run as a user runs it: exit codes, the exact bytes it saves, and what
-// it reports about good, truncated and corrupt saved streams.
+// The command-line program, run as a user runs it: exit codes, the exact bytes it saves, what it
+// reports about good, truncated and corrupt saved streams, and the properties it prints, checked
+// against hand calculations from the material files.
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -16,6 +18,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -354,6 +358,321 @@ TEST_F(Cli, InspectNotesBytesAfterTheFactoryRecord) {
     const auto r = run("inspect " + quoted(path("tail.mpf")));
     EXPECT_EQ(r.exit_code, 0);
     EXPECT_NE(r.out.find("note: 3 bytes after the end of the factory record"), std::string::npos) << r.out;
+}
+
+// ---- properties -----------------------------------------------------------------------------------
+
+const std::string kBuiltinData = std::string(MP_SOURCE_DIR) + "/data/materials";
+
+nlohmann::json material_json(const std::string& file, const std::string& name) {
+    const auto doc = nlohmann::json::parse(read_text(kBuiltinData + "/" + file));
+    for (const auto& m : doc.at("materials"))
+        if (m.at("name") == name) return m;
+    ADD_FAILURE() << name << " not in " << file;
+    return {};
+}
+
+// A tabulated value of a property {"constant", "table": {"T", "value"}} at one of its temperatures.
+double tabulated(const nlohmann::json& property, double T) {
+    const auto& table = property.at("table");
+    for (std::size_t i = 0; i < table.at("T").size(); ++i)
+        if (table.at("T")[i].get<double>() == T) return table.at("value")[i].get<double>();
+    ADD_FAILURE() << "no table entry at " << T << " K";
+    return 0.0;
+}
+
+std::vector<std::string> fields(const std::string& line, char separator) {
+    std::vector<std::string> out;
+    std::istringstream in(line);
+    if (separator == ' ') {
+        for (std::string f; in >> f;) out.push_back(f);
+    } else {
+        for (std::string f; std::getline(in, f, separator);) out.push_back(f);
+    }
+    return out;
+}
+
+// The data rows of `props --csv` as numbers (the header row dropped).
+std::vector<std::vector<double>> csv_rows(const std::string& out) {
+    std::vector<std::vector<double>> rows;
+    const auto lines = lines_of(out);
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        std::vector<double> row;
+        for (const auto& f : fields(lines[i], ',')) row.push_back(std::stod(f));
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+enum column { kP, kT, kRho, kH, kCp, kGamma, kM, kA, kMu, kLambda };
+constexpr double kR = 8.3144;  // J/(mol K), the gas constant the library is documented to use
+
+TEST_F(Cli, InfoListsTheNamedMediaWithTheirMassFractions) {
+    const auto r = run("info --data " + quoted(kBuiltinData));
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.out.find("\nBuilt-in media "), std::string::npos) << r.out;
+    EXPECT_NE(line_matching(r.out, " +combustion-products +ideal_gas +gases\\.json +N2 0\\.7, O2 0\\.15, CO2 0\\.08, "
+                                   "H2O 0\\.06, Ar 0\\.01"),
+              "")
+        << r.out;
+    EXPECT_NE(line_matching(r.out, " +water-glycol +incompressible_liquid +liquids\\.json +water 0\\.6, "
+                                   "ethylene-glycol 0\\.4"),
+              "")
+        << r.out;
+    // A directory without media has no media section.
+    EXPECT_EQ(run("info " + empty_data_option()).out.find("Built-in media"), std::string::npos);
+}
+
+TEST_F(Cli, PropsOfAirIsTheIdealGasDensityFromTheMaterialFile) {
+    const double M = material_json("gases.json", "air").at("molar_mass").get<double>();
+    const double expected = 101325.0 / (kR / M * 300.0);
+
+    auto r = run("props air --p 101325 --T 300 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto rows = csv_rows(r.out);
+    ASSERT_EQ(rows.size(), 1u) << r.out;
+    EXPECT_EQ(rows[0][kP], 101325.0);
+    EXPECT_EQ(rows[0][kT], 300.0);
+    EXPECT_NEAR(rows[0][kRho], expected, 1e-6 * expected);
+    EXPECT_EQ(rows[0][kM], M);
+    // a = sqrt(gamma R T / M) with the gamma it prints.
+    EXPECT_NEAR(rows[0][kA], std::sqrt(rows[0][kGamma] * kR / M * 300.0), 1e-6 * rows[0][kA]);
+
+    // The table rounds to seven digits: still within 1e-6.
+    r = run("props air --p 101325 --T 300");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 3u) << r.out;
+    EXPECT_EQ(lines[0], "air (ideal_gas), mass fractions: air 1");
+    EXPECT_EQ(fields(lines[1], ' ').front(), "p");
+    const auto row = fields(lines[2], ' ');
+    ASSERT_EQ(row.size(), 10u) << lines[2];
+    EXPECT_NEAR(std::stod(row[kRho]), expected, 1e-6 * expected);
+    EXPECT_EQ(lines[1].size(), lines[2].size()) << "right-aligned under the header:\n" << r.out;
+}
+
+TEST_F(Cli, PropsWithMassFractionsOfOneGasIsThatGas) {
+    const double M = material_json("gases.json", "N2").at("molar_mass").get<double>();
+    const auto r = run("props combustion-products --p 200000 --T 500 --Y 1,0,0,0,0 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto rows = csv_rows(r.out);
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_NEAR(rows[0][kM], M, 1e-12 * M);
+    EXPECT_NEAR(rows[0][kRho], 200000.0 * M / (kR * 500.0), 1e-9);
+}
+
+TEST_F(Cli, PropsOverARangeGivesOneRowPerStep) {
+    auto r = run("props air --p 101325 --T 300:2000:100 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    auto rows = csv_rows(r.out);
+    ASSERT_EQ(rows.size(), 18u);
+    for (std::size_t i = 0; i < rows.size(); ++i) EXPECT_EQ(rows[i][kT], 300.0 + 100.0 * static_cast<double>(i));
+
+    // TO is a row only when a step lands on it; 0.1 steps land on it despite rounding.
+    EXPECT_EQ(csv_rows(run("props air --p 1e5 --T 300:2000:300 --csv").out).size(), 6u);
+    EXPECT_EQ(csv_rows(run("props air --p 1e5 --T 300.1:300.3:0.1 --csv").out).size(), 3u);
+    EXPECT_EQ(csv_rows(run("props air --p 1e5 --T 300:300:5 --csv").out).size(), 1u);
+
+    // The table: a title, the header, then the rows.
+    r = run("props air --p 101325 --T 300:2000:100");
+    ASSERT_EQ(r.exit_code, 0);
+    EXPECT_EQ(lines_of(r.out).size(), 2u + 18u) << r.out;
+}
+
+TEST_F(Cli, PropsCsvHasAHeaderRowAndTenColumns) {
+    const auto r = run("props combustion-products --p 1e5 --T 400:1000:200 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    const auto lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 5u) << r.out;
+    EXPECT_EQ(lines[0], "p [Pa],T [K],rho [kg/m3],h [J/kg],cp [J/(kg K)],gamma,M [kg/mol],a [m/s],mu [Pa s],"
+                        "lambda [W/(m K)]");
+    for (std::size_t i = 1; i < lines.size(); ++i) EXPECT_EQ(fields(lines[i], ',').size(), 10u) << lines[i];
+}
+
+TEST_F(Cli, PropsOfALiquidPrintsGammaMAndAAsZeroWithANote) {
+    const auto water = material_json("liquids.json", "water");
+    auto r = run("props water --p 101325 --T 300 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 2u) << r.out;
+    const auto row = fields(lines[1], ',');
+    ASSERT_EQ(row.size(), 10u);
+    EXPECT_EQ(row[kGamma], "0");
+    EXPECT_EQ(row[kM], "0");
+    EXPECT_EQ(row[kA], "0");
+    EXPECT_DOUBLE_EQ(std::stod(row[kCp]), tabulated(water.at("cp"), 300.0));
+    EXPECT_DOUBLE_EQ(std::stod(row[kLambda]), tabulated(water.at("conductivity"), 300.0));
+    EXPECT_EQ(r.out.find("note:"), std::string::npos) << "no note in comma-separated output";
+
+    r = run("props water --p 101325 --T 280:360:20");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto table = lines_of(r.out);
+    ASSERT_EQ(table.size(), 2u + 5u + 1u) << r.out;
+    for (std::size_t i = 2; i < 7; ++i) {
+        const auto f = fields(table[i], ' ');
+        ASSERT_EQ(f.size(), 10u) << table[i];
+        EXPECT_EQ(f[kGamma] + f[kM] + f[kA], "000") << table[i];
+    }
+    EXPECT_EQ(table.back(),
+              "note: water is an incompressible liquid: gamma, M and a are not defined for it and are shown as 0");
+}
+
+TEST_F(Cli, PropsOfAMediumFromAFile) {
+    std::ofstream(path("lean.json"))
+        << R"({"materials": [], "media": [{"name": "lean", "kind": "ideal_gas", "substances": ["N2", "O2"],
+              "mass_fractions": [0.8, 0.2]}]})";
+    std::ofstream(path("two.json"))
+        << R"({"materials": [], "media": [
+              {"name": "lean", "kind": "ideal_gas", "substances": ["N2", "O2"], "mass_fractions": [0.8, 0.2]},
+              {"name": "rich", "kind": "ideal_gas", "substances": ["N2", "O2"], "mass_fractions": [0.7, 0.3]}]})";
+    const double M_N2 = material_json("gases.json", "N2").at("molar_mass").get<double>();
+    const double M_O2 = material_json("gases.json", "O2").at("molar_mass").get<double>();
+    // rho = p / (R T sum(Y_i / M_i))
+    const auto rho = [&](double y_N2, double y_O2) { return 1e5 / (kR * 300.0 * (y_N2 / M_N2 + y_O2 / M_O2)); };
+
+    auto r = run("props " + quoted(path("lean.json")) + " --p 1e5 --T 300 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NEAR(csv_rows(r.out).at(0)[kRho], rho(0.8, 0.2), 1e-9);
+
+    r = run("props " + quoted(path("two.json")) + " --p 1e5 --T 300");
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.err.find("holds 2 media (lean, rich); name one as " + path("two.json") + ":NAME"), std::string::npos)
+        << r.err;
+
+    r = run("props " + quoted(path("two.json") + ":rich") + " --p 1e5 --T 300 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NEAR(csv_rows(r.out).at(0)[kRho], rho(0.7, 0.3), 1e-9);
+
+    r = run("props " + quoted(path("two.json") + ":none") + " --p 1e5 --T 300");
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.err.find("has no medium \"none\"; it holds: lean, rich"), std::string::npos) << r.err;
+}
+
+// ---- invert ---------------------------------------------------------------------------------------
+
+TEST_F(Cli, InvertOfTheEnthalpyThatPropsPrintsGivesTheTemperatureBack) {
+    struct state {
+        const char* medium;
+        double T, T0;
+    };
+    for (const state s : {state{"combustion-products", 1500.0, 1000.0}, state{"air", 650.0, 300.0},
+                          state{"water", 330.0, 300.0}}) {
+        const std::string at = std::string(s.medium) + " --p 100000";
+        const auto props = run("props " + at + " --T " + std::to_string(s.T) + " --csv");
+        ASSERT_EQ(props.exit_code, 0) << props.err;
+        const auto lines = lines_of(props.out);
+        ASSERT_EQ(lines.size(), 2u) << props.out;
+        const std::string h = fields(lines[1], ',')[kH];
+        const double rho = csv_rows(props.out)[0][kRho];
+
+        const auto r = run("invert " + at + " --H " + h + " --T0 " + std::to_string(s.T0) + " --csv");
+        ASSERT_EQ(r.exit_code, 0) << r.err;
+        EXPECT_EQ(r.err, "") << "no warning for a reachable enthalpy";
+        const auto out = lines_of(r.out);
+        ASSERT_EQ(out.size(), 2u) << r.out;
+        EXPECT_EQ(out[0], "T [K],rho [kg/m3],cp [J/(kg K)],gamma,M [kg/mol],a [m/s],mu [Pa s],lambda [W/(m K)],p [Pa]");
+        const auto values = fields(out[1], ',');
+        ASSERT_EQ(values.size(), 9u);
+        EXPECT_NEAR(std::stod(values[0]), s.T, 1e-5) << s.medium;
+        EXPECT_NEAR(std::stod(values[1]), rho, 1e-7 * rho) << s.medium;
+        EXPECT_EQ(std::stod(values[8]), 100000.0) << s.medium;
+    }
+}
+
+TEST_F(Cli, InvertOfAnUnreachableEnthalpyAnswersTheStartValueAndShowsTheLibrarysWarning) {
+    for (const std::string H : {"-1e30", "nan"}) {
+        const auto r = run("invert air --p 1e5 --H " + H + " --T0 450");
+        ASSERT_EQ(r.exit_code, 0) << r.err;
+        EXPECT_NE(line_matching(r.out, "  T \\[K\\] +450"), "") << r.out;
+        const auto lines = lines_of(r.out);
+        ASSERT_FALSE(lines.empty());
+        // After the results, the library's own line.
+        EXPECT_TRUE(std::regex_match(lines.back(), std::regex("library: Warning 3002: MediumPhysics: .*Inconsistent "
+                                                              "physical parameters!")))
+            << r.out;
+        EXPECT_NE(lines[lines.size() - 2].find("p [Pa]"), std::string::npos) << r.out;
+    }
+    // Comma-separated output stays two lines; the warning goes to stderr.
+    const auto r = run("invert air --p 1e5 --H -1e30 --csv");
+    ASSERT_EQ(r.exit_code, 0);
+    EXPECT_EQ(lines_of(r.out).size(), 2u) << r.out;
+    EXPECT_EQ(r.err.find("library: Warning 3002: "), 0u) << r.err;
+}
+
+// ---- solid ----------------------------------------------------------------------------------------
+
+TEST_F(Cli, SolidCopperAt300KIsThePublishedTableValue) {
+    const auto copper = material_json("solids.json", "copper");
+    const auto r = run("solid copper --T 300");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    const auto number_after = [&](const std::string& label) {
+        const std::string line = line_matching(r.out, "  " + label + " .*");
+        EXPECT_FALSE(line.empty()) << label << " missing in:\n" << r.out;
+        return line.empty() ? -1.0 : std::stod(line.substr(2 + label.size()));
+    };
+    EXPECT_NE(line_matching(r.out, "  anisotropy type +0 \\(isotropic\\)"), "") << r.out;
+    EXPECT_EQ(number_after("components"), 1.0);
+    EXPECT_EQ(number_after("conductivity"), tabulated(copper.at("components")[0], 300.0));
+    EXPECT_NE(line_matching(r.out, "  conductivity +401 W/\\(m K\\)"), "") << r.out;
+    EXPECT_EQ(number_after("density"), copper.at("heat_value_a").get<double>());
+    EXPECT_EQ(number_after("highest valid T"), copper.at("heat_value_b").get<double>());
+    EXPECT_EQ(number_after("specific heat"), tabulated(copper.at("heat_parameter"), 300.0));
+    EXPECT_TRUE(std::regex_search(r.out, std::regex("  axes +1 +0 +0\n +0 +1 +0\n +0 +0 +1\n"))) << r.out;
+}
+
+TEST_F(Cli, SolidWithAxesRotated45DegreesIsAnisotropicWithTwoValues) {
+    const std::string c = "0.7071067811865476";
+    const auto r = run("solid copper --T 300 --axes " + c + ",-" + c + ",0," + c + "," + c + ",0,0,0,1");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(line_matching(r.out, "  anisotropy type +2 \\(anisotropic\\)"), "") << r.out;
+    EXPECT_NE(line_matching(r.out, "  components +2"), "") << r.out;
+    EXPECT_NE(line_matching(r.out, "  conductivity +401, 401 W/\\(m K\\)"), "") << r.out;
+
+    const auto wire = run("solid copper-electrical --T 300");
+    ASSERT_EQ(wire.exit_code, 0) << wire.err;
+    EXPECT_NE(line_matching(wire.out, "  conductivity +5\\.7971e\\+07 S/m"), "") << wire.out;
+    EXPECT_EQ(wire.out.find("density"), std::string::npos) << "no heat values for an electro-conducting solid";
+}
+
+// ---- bad requests ---------------------------------------------------------------------------------
+
+TEST_F(Cli, BadPropertyRequestsExit1WithAMessage) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"props no-such --p 1e5 --T 300", "unknown medium \"no-such\""},
+        {"props copper --p 1e5 --T 300", "\"copper\" is a solid (heatconducting_solid), not a fluid"},
+        {"props air --p 1e5 --T 300:400:0", "STEP must be greater than 0"},
+        {"props air --p 1e5 --T 300:400:-10", "STEP must be greater than 0"},
+        {"props air --p 1e5 --T 400:300:10", "FROM must not be greater than TO"},
+        {"props air --p 1e5 --T 1:200001:2", "rows; at most 100000"},
+        {"props air --p 1e5 --T 0", "the temperature must be above 0 K"},
+        {"props air --p 0 --T 300", "--p 0: must be a finite number above 0 Pa"},
+        {"props combustion-products --p 1e5 --T 300 --Y 0.5,0.5",
+         "--Y has 2 values; \"combustion-products\" has 5 substances (N2, O2, CO2, H2O, Ar)"},
+        {"props air --p 1e5 --T 300 --Y 0.5", "the mass fractions add up to 0.5, not 1"},
+        {"props missing.json --p 1e5 --T 300", "cannot open missing.json: no such file"},
+        {"invert no-such --p 1e5 --H 1e5", "unknown medium \"no-such\""},
+        {"invert steel --p 1e5 --H 1e5", "is a solid"},
+        {"solid no-such --T 300", "unknown solid \"no-such\"\nknown solids: copper, aluminium, steel, "
+                                  "copper-electrical, aluminium-electrical"},
+        {"solid air --T 300", "\"air\" is not a solid (kind ideal_gas)"},
+        {"solid copper --T 300 --axes 1,0,0", "--axes needs 9 values"},
+        {"solid copper --T 300 --axes 2,0,0,0,1,0,0,0,1", "the rows must be orthonormal"},
+    };
+    for (const auto& [args, message] : cases) {
+        const auto r = run(args);
+        EXPECT_EQ(r.exit_code, 1) << args;
+        EXPECT_EQ(r.out, "") << args;
+        EXPECT_NE(r.err.find(message), std::string::npos) << args << "\n" << r.err;
+    }
+    // The row limit itself is allowed.
+    EXPECT_EQ(run("props air --p 1e5 --T 1:100000:1 --csv").exit_code, 0);
+    // Malformed numbers are usage errors.
+    EXPECT_EQ(run("props air --p 1e5 --T 300:400").exit_code, 2);
+    EXPECT_EQ(run("props air --p 1e5 --T warm").exit_code, 2);
+    EXPECT_EQ(run("props air --p high --T 300").exit_code, 2);
+    EXPECT_EQ(run("props air --T 300").exit_code, 2);  // --p is required
 }
 
 // ---- usage --------------------------------------------------------------------------------------

@@ -1,5 +1,7 @@
 // medium-physics: the library's command-line program. It shows what the library knows (kind codes,
-// built-in materials), writes a saved factory stream from named materials, and explains the
+// built-in materials and media), answers the property operations a solver calls (a fluid at given
+// p and T, a fluid from its total enthalpy, a conducting solid at T) so that the data can be looked
+// at without writing a host, writes a saved factory stream from named materials, and explains the
 // structure of a saved stream record by record, so that a damaged project file can be located to
 // the byte.
 //
@@ -7,6 +9,10 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <any>
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,9 +23,12 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "c_medium_physics.h"
@@ -49,6 +58,9 @@ constexpr int kExitUsage = 2;
 // material data and is the one medium every build can create.
 constexpr const char* kObsoleteCavitationName = "obsolete-cavitation";
 
+// A solid's principal axes when none are given: the coordinate axes (row order).
+constexpr solid_axes kCoordinateAxes = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+
 // Failures that end a command with exit code 1; the message is printed as is.
 struct command_error : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -71,6 +83,16 @@ public:
         for (const auto& line : m_capture.lines()) std::cerr << indent << line.text;
         m_capture.clear();
     }
+
+    // The lines written since the last take (or print), which are then no longer held; the
+    // property commands report what the library said while answering one request.
+    std::vector<std::string> take() {
+        std::vector<std::string> texts;
+        for (auto& line : m_capture.lines()) texts.push_back(std::move(line.text));
+        m_capture.clear();
+        return texts;
+    }
+    void discard() { m_capture.clear(); }
 
 private:
     bool m_verbose;
@@ -97,40 +119,63 @@ struct material {
     std::string identifier;
 };
 
-// Every material of every *.json file in the directory, files in name order. A missing default
-// directory means there are no materials yet; a directory the user named must exist.
-std::vector<material> load_builtin_materials(const data_directory& dir) {
+struct named_medium {
+    standalone_host::medium_definition definition;
+    std::string file;
+};
+
+// The built-in data: one library over all files (a medium may use another file's materials), and
+// for each material and medium the file it came from.
+struct builtin_data {
+    standalone_host::material_library library;
+    std::vector<material> materials;
+    std::vector<named_medium> media;
+};
+
+// Every material and medium of every *.json file in the directory, files in name order. A missing
+// default directory means there are no materials yet; a directory the user named must exist.
+builtin_data load_builtin_data(const data_directory& dir) {
+    builtin_data data;
     std::error_code ec;
     if (!fs::is_directory(dir.path, ec)) {
         if (dir.chosen) throw command_error("data directory " + dir.path.string() + " does not exist");
-        return {};
+        return data;
     }
     std::vector<fs::path> files;
     for (const auto& entry : fs::directory_iterator(dir.path))
         if (entry.is_regular_file() && entry.path().extension() == ".json") files.push_back(entry.path());
     std::sort(files.begin(), files.end());
 
-    std::vector<material> out;
     std::map<std::string, std::string> file_of_name;
     for (const auto& file : files) {
-        std::vector<std::shared_ptr<standalone_host::CJsonDescription>> parsed;
+        const std::string file_name = file.filename().string();
+        const std::size_t materials_before = data.library.materials().size();
+        const std::size_t media_before = data.library.media().size();
         try {
-            parsed = standalone_host::load_materials(file.string());
+            data.library.add_file(file.string());
         } catch (const std::exception& e) {
+            // The library names a repeated material by its index only; a name defined in two files
+            // is worth saying with both file names. Only this failure path reads the file again.
+            std::vector<std::shared_ptr<standalone_host::CJsonDescription>> alone;
+            try {
+                alone = standalone_host::load_materials(file.string());
+            } catch (const std::exception&) {
+            }
+            for (const auto& d : alone)
+                if (const auto it = file_of_name.find(d->name_utf8()); it != file_of_name.end())
+                    throw command_error("material \"" + d->name_utf8() + "\" is defined in both " + it->second +
+                                        " and " + file_name);
             throw command_error(std::string("bad material file: ") + e.what());
         }
-        for (auto& d : parsed) {
-            const std::string file_name = file.filename().string();
-            const auto [it, fresh] = file_of_name.emplace(d->name_utf8(), file_name);
-            if (!fresh)
-                throw command_error("material \"" + d->name_utf8() + "\" is defined in both " + it->second + " and " +
-                                    file_name);
-            CHostString identifier;
-            d->get_identifier(identifier);
-            out.push_back({std::move(d), file_name, identifier.to_utf8()});
+        const auto& all = data.library.materials();
+        for (std::size_t i = materials_before; i < all.size(); ++i) {
+            file_of_name.emplace(all[i]->name_utf8(), file_name);
+            data.materials.push_back({all[i], file_name, all[i]->identifier_utf8()});
         }
+        const auto& media = data.library.media();
+        for (std::size_t i = media_before; i < media.size(); ++i) data.media.push_back({media[i], file_name});
     }
-    return out;
+    return data;
 }
 
 // ---- creating a material through the factory --------------------------------------------------------
@@ -176,7 +221,6 @@ creation create_material(I_medium_physics& factory, const std::shared_ptr<IHostD
                                                                     fluid));
     // Solids are not registered media; the factory keeps their substance, and that is what a saved
     // stream holds of them. Principal axes: the coordinate axes.
-    constexpr solid_axes kCoordinateAxes = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     if (kind == "heatconducting_solid") {
         std::shared_ptr<MED_PHYSICS::I_heatconducting_solid> solid;
         c.operation = "CreateHeatConductingSolid";
@@ -207,6 +251,32 @@ std::string pad_left(const std::string& s, std::size_t width) {
     return s.size() >= width ? s : std::string(width - s.size(), ' ') + s;
 }
 
+// The shortest text that reads back as the same double: what the comma-separated output and the
+// lists give, so that a script loses nothing.
+std::string exact_number(double value) {
+    std::array<char, 64> buffer{};
+    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+    return std::string(buffer.data(), result.ptr);
+}
+
+// Seven significant digits: more than any built-in property table holds, few enough to read.
+std::string table_number(double value) {
+    std::array<char, 64> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), "%.7g", value);
+    return buffer.data();
+}
+
+// "N2 0.7, O2 0.15, ..."
+std::string substance_list(const standalone_host::medium_definition& medium) {
+    std::string out;
+    for (std::size_t i = 0; i < medium.substances.size(); ++i) {
+        if (i > 0) out += ", ";
+        out += medium.substances[i];
+        if (i < medium.mass_fractions.size()) out += " " + exact_number(medium.mass_fractions[i]);
+    }
+    return out;
+}
+
 int run_info(const std::string& data_option) {
     std::cout << "medium-physics " << MP_VERSION << "\n\n";
 
@@ -222,7 +292,8 @@ int run_info(const std::string& data_option) {
     const data_directory dir = resolve_data_directory(data_option);
     std::cout << "\nBuilt-in materials (" << dir.path.string() << "):\n";
     std::cout.flush();
-    const std::vector<material> materials = load_builtin_materials(dir);
+    const builtin_data data = load_builtin_data(dir);
+    const std::vector<material>& materials = data.materials;
     if (materials.empty()) {
         std::cout << "  none yet\n";
     } else {
@@ -239,6 +310,22 @@ int run_info(const std::string& data_option) {
                       << pad(m.description->kind(), kind_width) << "  " << pad(m.identifier, id_width) << "  "
                       << m.file << "\n";
     }
+    if (!data.media.empty()) {
+        std::cout << "\nBuilt-in media (a kind and its materials with their default mass fractions):\n";
+        std::size_t name_width = 4, kind_width = 4, file_width = 4;
+        for (const auto& m : data.media) {
+            name_width = std::max(name_width, m.definition.name.size());
+            kind_width = std::max(kind_width, m.definition.kind.size());
+            file_width = std::max(file_width, m.file.size());
+        }
+        std::cout << "  " << pad("name", name_width) << "  " << pad("kind", kind_width) << "  "
+                  << pad("file", file_width) << "  substances (mass fraction)\n";
+        for (const auto& m : data.media)
+            std::cout << "  " << pad(m.definition.name, name_width) << "  " << pad(m.definition.kind, kind_width)
+                      << "  " << pad(m.file, file_width) << "  " << substance_list(m.definition) << "\n";
+        std::cout << "\n'props' and 'invert' take a medium's name, or a fluid material's name (the material alone); "
+                     "'solid' takes a solid's name.\n";
+    }
     std::cout << "\n'" << kObsoleteCavitationName
               << "' is also accepted by 'save': the obsolete cavitation placeholder (kind 10), which needs no "
                  "material data.\n";
@@ -252,8 +339,9 @@ int run_save(const std::string& data_option, const std::string& output, const st
     // Resolve every name before anything is created, so that one run reports all unknown names.
     const bool needs_materials = std::any_of(media.begin(), media.end(),
                                              [](const std::string& m) { return m != kObsoleteCavitationName; });
-    std::vector<material> materials;
-    if (needs_materials) materials = load_builtin_materials(resolve_data_directory(data_option));
+    builtin_data data;
+    if (needs_materials) data = load_builtin_data(resolve_data_directory(data_option));
+    const std::vector<material>& materials = data.materials;
     std::vector<const material*> chosen;
     std::vector<std::string> unknown;
     for (const auto& name : media) {
@@ -435,12 +523,447 @@ int run_inspect(const std::string& path, bool verbose) {
     return kExitOk;
 }
 
+// ---- numbers on the command line ----------------------------------------------------------------
+
+// The whole text as a double (std::from_chars: no leading '+' or spaces; "nan" and "inf" read).
+std::optional<double> parse_number(std::string_view text) {
+    double value = 0.0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
+    return value;
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+    std::vector<std::string_view> parts;
+    for (std::size_t start = 0;;) {
+        const std::size_t at = text.find(separator, start);
+        parts.push_back(text.substr(start, at == std::string_view::npos ? std::string_view::npos : at - start));
+        if (at == std::string_view::npos) return parts;
+        start = at + 1;
+    }
+}
+
+// The syntax of --T: one number, or three numbers FROM:TO:STEP. The values are judged later, where
+// a wrong one is a bad request (exit 1) rather than a malformed command line (exit 2).
+std::string check_temperature_syntax(const std::string& text) {
+    const auto parts = split(text, ':');
+    if (parts.size() != 1 && parts.size() != 3) return "expected T or FROM:TO:STEP, not " + text;
+    for (const auto part : parts)
+        if (!parse_number(part))
+            return "\"" + std::string(part) + "\" is not a number" + (parts.size() > 1 ? " (in " + text + ")" : "");
+    return {};
+}
+
+constexpr double kMaxRows = 100000;
+
+std::vector<double> temperatures_of(const std::string& text) {
+    const auto parts = split(text, ':');
+    std::vector<double> values;
+    for (const auto part : parts) values.push_back(parse_number(part).value_or(std::nan("")));
+    for (const double v : values)
+        if (!std::isfinite(v)) throw command_error("--T " + text + ": every value must be a finite number");
+    if (values.size() == 1) {
+        if (values[0] <= 0.0) throw command_error("--T " + text + ": the temperature must be above 0 K");
+        return values;
+    }
+    const double from = values[0], to = values[1], step = values[2];
+    if (step <= 0.0) throw command_error("--T " + text + ": STEP must be greater than 0");
+    if (from > to) throw command_error("--T " + text + ": FROM must not be greater than TO");
+    if (from <= 0.0) throw command_error("--T " + text + ": the temperatures must be above 0 K");
+    // TO itself is a row when the steps reach it up to rounding (0.1:0.3:0.1 has three rows).
+    const double rows = std::floor((to - from) / step * (1.0 + 1e-12)) + 1.0;
+    if (!(rows <= kMaxRows))
+        throw command_error("--T " + text + ": about " + table_number(rows) + " rows; at most " +
+                            table_number(kMaxRows) + " (use a larger STEP)");
+    std::vector<double> out;
+    for (int i = 0; i < static_cast<int>(rows); ++i) out.push_back(from + step * i);
+    return out;
+}
+
+void require_positive(const char* option, double value, const char* unit) {
+    if (!std::isfinite(value) || value <= 0.0)
+        throw command_error(std::string(option) + " " + exact_number(value) + ": must be a finite number above 0 " +
+                            unit);
+}
+
+// ---- output -------------------------------------------------------------------------------------
+
+// Right-aligned columns under their headers, or comma-separated values with a header row.
+void print_rows(const std::vector<std::string>& headers, const std::vector<std::vector<std::string>>& rows, bool csv) {
+    if (csv) {
+        const auto line = [](const std::vector<std::string>& cells) {
+            std::string out;
+            for (std::size_t i = 0; i < cells.size(); ++i) out += (i > 0 ? "," : "") + cells[i];
+            return out;
+        };
+        std::cout << line(headers) << "\n";
+        for (const auto& row : rows) std::cout << line(row) << "\n";
+        return;
+    }
+    std::vector<std::size_t> widths;
+    for (const auto& h : headers) widths.push_back(h.size());
+    for (const auto& row : rows)
+        for (std::size_t i = 0; i < row.size() && i < widths.size(); ++i)
+            widths[i] = std::max(widths[i], row[i].size());
+    const auto line = [&](const std::vector<std::string>& cells) {
+        std::string out;
+        for (std::size_t i = 0; i < cells.size(); ++i) out += (i > 0 ? "  " : "") + pad_left(cells[i], widths[i]);
+        return out;
+    };
+    std::cout << line(headers) << "\n";
+    for (const auto& row : rows) std::cout << line(row) << "\n";
+}
+
+// What the library wrote while answering, each distinct line once and in order ("library: ..."),
+// with how often it came when it repeated (a range of temperatures can give one warning per row).
+void print_library_lines(const std::vector<std::string>& lines, std::ostream& out) {
+    std::vector<std::pair<std::string, int>> distinct;
+    for (std::string text : lines) {
+        while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+        const auto it = std::find_if(distinct.begin(), distinct.end(), [&](const auto& d) { return d.first == text; });
+        if (it != distinct.end()) ++it->second;
+        else distinct.emplace_back(std::move(text), 1);
+    }
+    for (const auto& [text, count] : distinct)
+        out << "library: " << text << (count > 1 ? " (" + std::to_string(count) + " times)" : std::string()) << "\n";
+}
+
+// ---- opening a fluid medium ---------------------------------------------------------------------
+
+// MEDIUM on the command line: a name known to the data, FILE.json (the file's one medium), or
+// FILE.json:NAME. A name that ends in ".json" is taken for a file: no built-in name does.
+struct medium_argument {
+    std::string file;  // empty: a name
+    std::string name;  // empty with a file: the file's one medium
+};
+
+medium_argument parse_medium_argument(const std::string& text) {
+    constexpr std::string_view suffix = ".json";
+    if (text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0)
+        return {text, {}};
+    // The last ".json:" splits, so that a directory name may contain one.
+    if (const std::size_t at = text.rfind(".json:"); at != std::string::npos)
+        return {text.substr(0, at + suffix.size()), text.substr(at + suffix.size() + 1)};
+    return {{}, text};
+}
+
+bool is_solid_kind(const std::string& kind) {
+    return kind == "heatconducting_solid" || kind == "electroconducting_solid";
+}
+
+std::string names_of(const std::vector<std::string>& names) {
+    std::string out;
+    for (const auto& n : names) out += (out.empty() ? "" : ", ") + n;
+    return out.empty() ? "none" : out;
+}
+
+// The medium MEDIUM stands for. A file is added to the library after the built-in data, so its
+// media may use the built-in materials.
+standalone_host::medium_definition find_fluid_medium(builtin_data& data, const std::string& text) {
+    const medium_argument arg = parse_medium_argument(text);
+    auto& library = data.library;
+    std::optional<standalone_host::medium_definition> found;
+    if (arg.file.empty()) {
+        found = library.find_medium(arg.name);
+        if (!found) {
+            std::vector<std::string> fluids;
+            for (const auto& m : data.media) fluids.push_back(m.definition.name);
+            throw command_error("unknown medium \"" + arg.name + "\"\nknown media: " + names_of(fluids) +
+                                " (and the fluid materials; see 'medium-physics info')");
+        }
+    } else {
+        std::error_code ec;
+        if (!fs::is_regular_file(arg.file, ec)) throw command_error("cannot open " + arg.file + ": no such file");
+        const std::size_t materials_before = library.materials().size();
+        const std::size_t media_before = library.media().size();
+        try {
+            library.add_file(arg.file);
+        } catch (const std::exception& e) {
+            throw command_error(std::string("bad medium file: ") + e.what());
+        }
+        std::vector<standalone_host::medium_definition> media(library.media().begin() +
+                                                                  static_cast<std::ptrdiff_t>(media_before),
+                                                              library.media().end());
+        // A file without media may still hold one fluid material: that material alone is its medium.
+        if (media.empty())
+            for (std::size_t i = materials_before; i < library.materials().size(); ++i)
+                if (const auto& m = library.materials()[i]; !is_solid_kind(m->kind()))
+                    media.push_back(*library.find_medium(m->name_utf8()));
+        std::vector<std::string> names;
+        for (const auto& m : media) names.push_back(m.name);
+        if (arg.name.empty()) {
+            if (media.size() != 1)
+                throw command_error(arg.file + " holds " + std::to_string(media.size()) + " media (" + names_of(names) +
+                                    "); name one as " + arg.file + ":NAME");
+            found = media.front();
+        } else {
+            const auto it = std::find_if(media.begin(), media.end(), [&](const auto& m) { return m.name == arg.name; });
+            if (it == media.end())
+                throw command_error(arg.file + " has no medium \"" + arg.name + "\"; it holds: " + names_of(names));
+            found = *it;
+        }
+    }
+    if (is_solid_kind(found->kind))
+        throw command_error("\"" + found->name + "\" is a solid (" + found->kind +
+                            "), not a fluid; see 'medium-physics solid " + found->name + " --T T'");
+    return *found;
+}
+
+// A fluid medium created through a fresh factory, with its pressure-based solver interface.
+struct open_fluid {
+    std::shared_ptr<I_medium_physics> factory;  // first: destroyed after the medium it made
+    standalone_host::medium_definition definition;
+    fluid_ptr medium;
+    std::shared_ptr<I_solver__thermodynamics_P_H> solver;
+};
+
+open_fluid open_fluid_medium(const std::string& data_option, const std::string& text) {
+    builtin_data data = load_builtin_data(resolve_data_directory(data_option));
+    open_fluid fluid;
+    fluid.definition = find_fluid_medium(data, text);
+    if (create_medium_physics(fluid.factory, std::make_shared<standalone_host::CStandaloneHost>()) != MP_STATUS_OK ||
+        !fluid.factory)
+        throw command_error("the factory could not be created");
+    std::string why;
+    // Nothing is saved, so the medium need not be registered with the factory.
+    if (standalone_host::create_medium(*fluid.factory, data.library, fluid.definition, false, fluid.medium, &why) !=
+            MP_STATUS_OK ||
+        !fluid.medium)
+        throw command_error("cannot create \"" + fluid.definition.name + "\" (kind " + fluid.definition.kind +
+                            "): " + why);
+    std::any request = std::shared_ptr<I_solver__thermodynamics_P_H>();
+    if (fluid.medium->query_interface(request) != MP_STATUS_OK)
+        throw command_error("\"" + fluid.definition.name + "\" (kind " + fluid.definition.kind +
+                            ") does not answer the pressure-based property operations");
+    fluid.solver = std::any_cast<std::shared_ptr<I_solver__thermodynamics_P_H>>(request);
+    return fluid;
+}
+
+// --Y when given (one value per substance, each in [0, 1], adding up to 1), else the medium's own.
+std::vector<double> mass_fractions_of(const standalone_host::medium_definition& medium, const std::vector<double>& Y,
+                                      bool given) {
+    if (!given) return medium.mass_fractions;
+    if (Y.size() != medium.substances.size())
+        throw command_error("--Y has " + std::to_string(Y.size()) + (Y.size() == 1 ? " value" : " values") + "; \"" +
+                            medium.name + "\" has " + std::to_string(medium.substances.size()) +
+                            (medium.substances.size() == 1 ? " substance" : " substances") + " (" +
+                            names_of(medium.substances) + ")");
+    double sum = 0.0;
+    for (const double y : Y) {
+        if (!std::isfinite(y) || y < 0.0 || y > 1.0)
+            throw command_error("--Y: " + exact_number(y) + " is not a mass fraction (0 to 1)");
+        sum += y;
+    }
+    // The mixing rules assume the fractions make up the whole mass.
+    if (std::fabs(sum - 1.0) > 1e-6)
+        throw command_error("--Y: the mass fractions add up to " + exact_number(sum) + ", not 1");
+    return Y;
+}
+
+std::string describe(const standalone_host::medium_definition& medium, const std::vector<double>& Y) {
+    standalone_host::medium_definition shown = medium;
+    shown.mass_fractions = Y;
+    return medium.name + " (" + medium.kind + "), mass fractions: " + substance_list(shown);
+}
+
+bool is_incompressible(const standalone_host::medium_definition& medium) {
+    return medium.kind == "incompressible_liquid";
+}
+
+constexpr const char* kIncompressibleNote =
+    "is an incompressible liquid: gamma, M and a are not defined for it and are shown as 0";
+
+// ---- props --------------------------------------------------------------------------------------
+
+struct props_request {
+    std::string medium;
+    double p = 0.0;
+    std::string T;
+    std::vector<double> Y;
+    bool Y_given = false;
+    bool csv = false;
+};
+
+int run_props(const std::string& data_option, const props_request& request, bool verbose) {
+    require_positive("--p", request.p, "Pa");
+    const std::vector<double> temperatures = temperatures_of(request.T);
+    captured_log log(verbose);
+    const open_fluid fluid = open_fluid_medium(data_option, request.medium);
+    const std::vector<double> Y = mass_fractions_of(fluid.definition, request.Y, request.Y_given);
+    log.discard();  // what creating the medium said is not about these states
+
+    const auto number = request.csv ? exact_number : table_number;
+    std::vector<std::vector<std::string>> rows;
+    rows.reserve(temperatures.size());
+    for (const double T : temperatures) {
+        double rho = 0, h = 0, cp = 0, gamma = 0, M = 0, a = 0, mu = 0, lambda = 0;
+        fluid.solver->get_properties_p_T(request.p, T, Y.data(), &rho, &h, &cp, &gamma, &M, &a, &mu, &lambda);
+        rows.push_back({number(request.p), number(T), number(rho), number(h), number(cp), number(gamma), number(M),
+                        number(a), number(mu), number(lambda)});
+    }
+    const std::vector<std::string> headers = {"p [Pa]", "T [K]",      "rho [kg/m3]", "h [J/kg]",  "cp [J/(kg K)]",
+                                              "gamma",  "M [kg/mol]", "a [m/s]",     "mu [Pa s]", "lambda [W/(m K)]"};
+    if (!request.csv) std::cout << describe(fluid.definition, Y) << "\n";
+    print_rows(headers, rows, request.csv);
+    if (!request.csv && is_incompressible(fluid.definition))
+        std::cout << "note: " << fluid.definition.name << " " << kIncompressibleNote << "\n";
+    // Comma-separated output stays parseable: the library's lines go to stderr there.
+    print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
+    return kExitOk;
+}
+
+// ---- invert -------------------------------------------------------------------------------------
+
+struct invert_request {
+    std::string medium;
+    double p = 0.0;
+    double H = 0.0;
+    double G2 = 0.0;
+    double T0 = 300.0;
+    bool csv = false;
+};
+
+int run_invert(const std::string& data_option, const invert_request& request, bool verbose) {
+    require_positive("--p", request.p, "Pa");
+    require_positive("--T0", request.T0, "K");
+    // H is passed as given, even when not finite: what the library answers then is worth seeing.
+    if (!std::isfinite(request.G2) || request.G2 < 0.0)
+        throw command_error("--G2 " + exact_number(request.G2) + ": must be a finite number of at least 0 kg2/(m4 s2)");
+    captured_log log(verbose);
+    const open_fluid fluid = open_fluid_medium(data_option, request.medium);
+    const std::vector<double>& Y = fluid.definition.mass_fractions;
+    log.discard();
+
+    double rho = 0, T = 0, cp = 0, gamma = 0, M = 0, a = 0, mu = 0, lambda = 0, p = 0;
+    fluid.solver->get_properties_p_H(request.H, request.p, Y.data(), request.G2, request.T0, &rho, &T, &cp, &gamma, &M,
+                                     &a, &mu, &lambda, &p);
+    const std::vector<std::string> names = {"T [K]", "rho [kg/m3]", "cp [J/(kg K)]", "gamma", "M [kg/mol]",
+                                            "a [m/s]", "mu [Pa s]", "lambda [W/(m K)]", "p [Pa]"};
+    const std::vector<double> values = {T, rho, cp, gamma, M, a, mu, lambda, p};
+    if (request.csv) {
+        std::vector<std::string> row;
+        for (const double v : values) row.push_back(exact_number(v));
+        print_rows(names, {row}, true);
+    } else {
+        std::cout << describe(fluid.definition, Y) << "\n"
+                  << "from H = " << table_number(request.H) << " J/kg at p = " << table_number(request.p)
+                  << " Pa, G2 = " << table_number(request.G2) << " kg2/(m4 s2), start T0 = "
+                  << table_number(request.T0) << " K:\n";
+        std::size_t width = 0;
+        for (const auto& n : names) width = std::max(width, n.size());
+        for (std::size_t i = 0; i < names.size(); ++i)
+            std::cout << "  " << pad(names[i], width) << "  " << table_number(values[i]) << "\n";
+        if (is_incompressible(fluid.definition))
+            std::cout << "note: " << fluid.definition.name << " " << kIncompressibleNote << "\n";
+    }
+    print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
+    return kExitOk;
+}
+
+// ---- solid --------------------------------------------------------------------------------------
+
+// The rows of the axes are the principal directions: they must be orthonormal. The tolerance lets
+// a user type 0.7071 for a 45-degree rotation.
+solid_axes axes_of(const std::vector<double>& values, bool given) {
+    if (!given) return kCoordinateAxes;
+    if (values.size() != 9)
+        throw command_error("--axes needs 9 values (a11,a12,a13,a21,...,a33), not " + std::to_string(values.size()));
+    solid_axes axes{};
+    std::copy(values.begin(), values.end(), axes.begin());
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) {
+            double dot = 0.0;
+            for (int k = 0; k < 3; ++k)
+                dot += axes[static_cast<std::size_t>(3 * i + k)] * axes[static_cast<std::size_t>(3 * j + k)];
+            if (!(std::fabs(dot - (i == j ? 1.0 : 0.0)) <= 1e-3))
+                throw command_error("--axes: the rows must be orthonormal (the principal directions); row " +
+                                    std::to_string(i + 1) + " times row " + std::to_string(j + 1) + " is " +
+                                    exact_number(dot));
+        }
+    return axes;
+}
+
+const char* anisotropy_name(std::int32_t type) {
+    switch (type) {
+    case 0: return "isotropic";
+    case 1: return "orthotropic";
+    case 2: return "anisotropic";
+    default: return "unknown";
+    }
+}
+
+int run_solid(const std::string& data_option, const std::string& name, double T, const std::vector<double>& axes_values,
+              bool axes_given, bool verbose) {
+    require_positive("--T", T, "K");
+    const solid_axes axes = axes_of(axes_values, axes_given);
+    const builtin_data data = load_builtin_data(resolve_data_directory(data_option));
+    const auto description = data.library.find_material(name);
+    if (!description || !is_solid_kind(description->kind())) {
+        std::vector<std::string> solids;
+        for (const auto& m : data.materials)
+            if (is_solid_kind(m.description->kind())) solids.push_back(m.description->name_utf8());
+        const std::string what = description ? "\"" + name + "\" is not a solid (kind " + description->kind() +
+                                                   "); see 'medium-physics props " + name + "'"
+                                             : "unknown solid \"" + name + "\"";
+        throw command_error(what + "\nknown solids: " + names_of(solids));
+    }
+    const bool heat = description->kind() == "heatconducting_solid";
+
+    captured_log log(verbose);
+    std::shared_ptr<I_medium_physics> factory;
+    if (create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()) != MP_STATUS_OK ||
+        !factory)
+        throw command_error("the factory could not be created");
+    std::shared_ptr<MED_PHYSICS::I_diffusion_coefficient> solid;
+    std::string why;
+    if (standalone_host::create_solid(*factory, data.library, name, axes, solid, &why) != MP_STATUS_OK || !solid)
+        throw command_error("cannot create \"" + name + "\": " + why);
+    log.discard();
+
+    std::int32_t count = 0;
+    std::array<double, 3> values{};
+    std::array<double, 9> axes_out{};
+    const std::int32_t type = solid->get_diffusion_coefficient(T, &count, values.data(), axes_out.data());
+    const char* unit = heat ? "W/(m K)" : "S/m";
+
+    std::cout << name << " (" << description->kind() << ") at T = " << table_number(T) << " K\n";
+    std::cout << "  anisotropy type  " << type << " (" << anisotropy_name(type) << ")\n";
+    std::cout << "  components       " << count << "\n";
+    std::cout << "  conductivity     ";
+    const std::int32_t shown = std::clamp(count, 0, 3);
+    for (std::int32_t i = 0; i < shown; ++i)
+        std::cout << (i > 0 ? ", " : "") << table_number(values[static_cast<std::size_t>(i)]);
+    std::cout << " " << unit << "\n";
+    std::size_t width = 0;
+    for (const double a : axes_out) width = std::max(width, table_number(a).size());
+    for (std::size_t row = 0; row < 3; ++row) {
+        std::vector<std::string> cells;
+        for (std::size_t col = 0; col < 3; ++col) cells.push_back(table_number(axes_out[3 * row + col]));
+        std::cout << "  " << (row == 0 ? "axes             " : "                 ");
+        for (std::size_t col = 0; col < 3; ++col) std::cout << (col > 0 ? "  " : "") << pad_left(cells[col], width);
+        std::cout << "\n";
+    }
+    if (heat) {
+        std::shared_ptr<MED_PHYSICS::I_heatconducting_solid> material;
+        std::any request = material;
+        if (solid->query_interface(request) == MP_STATUS_OK) {
+            material = std::any_cast<std::shared_ptr<MED_PHYSICS::I_heatconducting_solid>>(request);
+            std::cout << "  density          " << table_number(material->get_heat_value_a()) << " kg/m3\n";
+            std::cout << "  highest valid T  " << table_number(material->get_heat_value_b()) << " K\n";
+            std::cout << "  specific heat    " << table_number(material->get_heat_parameter(T)) << " J/(kg K)\n";
+        }
+    }
+    print_library_lines(log.take(), std::cout);
+    return kExitOk;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"medium-physics: the material-physics library's command-line program.\n"
-                 "Shows the medium kinds and built-in materials, saves media into a factory stream, and explains "
-                 "the structure of a saved stream."};
+                 "Shows the medium kinds and built-in materials and media, the properties of a fluid or a solid, "
+                 "saves media into a factory stream, and explains the structure of a saved stream."};
     app.set_version_flag("--version", MP_VERSION);
     app.require_subcommand(1);
     bool verbose = false;
@@ -450,7 +973,7 @@ int main(int argc, char** argv) {
     const std::string data_help = "Directory of the built-in material files (*.json); default: $MEDIUM_PHYSICS_DATA, "
                                   "else " MP_DATA_DIR;
 
-    auto* info = app.add_subcommand("info", "Version, medium kind codes and the built-in materials");
+    auto* info = app.add_subcommand("info", "Version, medium kind codes, the built-in materials and media");
     info->add_option("--data", data_option, data_help);
 
     std::string output;
@@ -468,6 +991,64 @@ int main(int argc, char** argv) {
     auto* inspect = app.add_subcommand("inspect", "Show the records of a saved factory stream, with their offsets");
     inspect->add_option("FILE", input, "Saved factory stream")->required();
 
+    const std::string medium_help =
+        "A medium's or fluid material's name (see 'info'); FILE.json, a material file with one medium (or, without "
+        "media, one fluid material); or FILE.json:NAME, the medium NAME of that file";
+    const std::string medium_footer =
+        "A FILE.json is read after the built-in data, so its media may use the built-in materials; names it repeats "
+        "are refused. An argument that ends in .json (or has .json: in it) is always taken for a file.";
+
+    props_request props_args;
+    auto* props = app.add_subcommand("props", "A fluid's properties at pressure p and one or more temperatures");
+    props->add_option("MEDIUM", props_args.medium, medium_help)->required();
+    props->add_option("--p", props_args.p, "Absolute pressure [Pa]")->required();
+    props->add_option("--T", props_args.T, "Temperature [K], or a range FROM:TO:STEP (TO included when reached)")
+        ->required()
+        ->check(CLI::Validator(
+            [](std::string& text) { return check_temperature_syntax(text); }, "T|FROM:TO:STEP", "temperature"));
+    props->add_option("--Y", props_args.Y,
+                      "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    props->add_flag("--csv", props_args.csv, "Comma-separated values with a header row (library lines to stderr)");
+    props->add_option("--data", data_option, data_help);
+    props->footer("Columns: p [Pa], T [K], rho [kg/m3], h [J/kg], cp [J/(kg K)], gamma, M [kg/mol], a [m/s], "
+                  "mu [Pa s], lambda [W/(m K)]. The table shows 7 significant digits; --csv gives every value "
+                  "exactly (the shortest text that reads back as the same number). An incompressible liquid has "
+                  "no gamma, M or a: they are shown as 0. At most 100000 rows.\n" +
+                  medium_footer);
+
+    invert_request invert_args;
+    auto* invert = app.add_subcommand("invert", "A fluid's state from its total enthalpy H at pressure p");
+    invert->add_option("MEDIUM", invert_args.medium, medium_help)->required();
+    invert->add_option("--p", invert_args.p, "Absolute pressure [Pa]")->required();
+    invert->add_option("--H", invert_args.H, "Total enthalpy [J/kg] (static plus kinetic)")
+        ->required();
+    invert->add_option("--G2", invert_args.G2, "Squared mass flux (rho u)^2 [kg2/(m4 s2)]")->capture_default_str();
+    invert->add_option("--T0", invert_args.T0, "Start temperature of the iteration [K]")->capture_default_str();
+    invert->add_flag("--csv", invert_args.csv, "Comma-separated values with a header row (library lines to stderr)");
+    invert->add_option("--data", data_option, data_help);
+    invert->footer("Prints T, rho, cp, gamma, M, a, mu, lambda and p as the library answers them, then every line "
+                   "the library logged while answering (\"library: ...\"). When the iteration fails the library "
+                   "answers the start temperature T0 and logs a warning; the command still succeeds.\n" +
+                   medium_footer);
+
+    std::string solid_name;
+    double solid_T = 0.0;
+    std::vector<double> solid_axes_values;
+    auto* solid = app.add_subcommand("solid", "A conducting solid's diffusion coefficient at temperature T");
+    solid->add_option("MATERIAL", solid_name, "A heat- or electro-conducting solid's name (see 'info')")->required();
+    solid->add_option("--T", solid_T, "Temperature [K]")->required();
+    solid->add_option("--axes", solid_axes_values,
+                      "Principal axes a11,a12,a13,a21,...,a33 (row order, orthonormal rows); default: identity")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    solid->add_option("--data", data_option, data_help);
+    solid->footer("Prints the anisotropy type (0 isotropic, 1 orthotropic, 2 anisotropic), the number of "
+                  "principal values and the values (W/(m K) for a heat-conducting, S/m for an electro-conducting "
+                  "solid), the axes, and for a heat-conducting solid its density, highest valid temperature and "
+                  "specific heat at T.");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -479,6 +1060,13 @@ int main(int argc, char** argv) {
         if (*info) return run_info(data_option);
         if (*save) return run_save(data_option, output, media, verbose);
         if (*inspect) return run_inspect(input, verbose);
+        if (*props) {
+            props_args.Y_given = props->count("--Y") > 0;
+            return run_props(data_option, props_args, verbose);
+        }
+        if (*invert) return run_invert(data_option, invert_args, verbose);
+        if (*solid)
+            return run_solid(data_option, solid_name, solid_T, solid_axes_values, solid->count("--axes") > 0, verbose);
     } catch (const command_error& e) {
         std::cout.flush();
         std::cerr << "medium-physics " << app.get_subcommands().front()->get_name() << ": " << e.what() << "\n";
