@@ -5,6 +5,7 @@
 
 #include "file_io/c_file_io/c_file_io.h"
 #include "mp_log.h"
+#include "mp_settings.h"
 #include "polynomial_roots.h"
 
 #define MP_THIS_SOURCE "medium_physics/crgpropertygenerator"
@@ -588,5 +589,268 @@ bool CRGPropertyGenerator::read(C_file_io& stream) {
     m_eos = std::move(e);
     m_has_cp0 = false;
     if (has_cp0) set_ideal_gas_cp(cp0);
+    return true;
+}
+
+// ---- fits -------------------------------------------------------------------------------------------
+
+namespace {
+// Equal-area residual, relative to the rectangle, at which the alpha fit is finished: the fitted
+// saturation pressure then agrees to about this much, plenty for a tabulated alpha.
+constexpr double kFaPeRelTol = 1e-5;
+constexpr int kFitMaxIter = 1000;
+// Relative pressure residual at which the beta fit along an isochore is finished.
+constexpr double kIsochoreRelTol = 1e-6;
+// Relative enthalpy and heat-capacity mismatch left by the monotonization that is worth a report.
+constexpr double kMonotonizationRelTol = 1e-10;
+}  // namespace
+
+bool CRGPropertyGenerator::RK_calc_point_Fa_Pe_def(double Tr, double Pr, double& alpha, double& vl,
+                                                   double& vg) noexcept {
+    const std::int32_t saved = m_eos.selector;
+    m_eos.selector = -4;
+    alpha = std::pow(Tr, -1.5);
+    bool ok = false;
+    int it = 0;
+    for (; it < kFitMaxIter; ++it) {
+        m_eos.multiplier[0] = alpha;
+        double r[3];
+        const std::int32_t n = RK_Phi_PrTr(Pr, Tr, r);
+        if (n == 1) {
+            vl = vg = r[0];
+            ok = true;
+            break;
+        }
+        if (n == 2) {
+            mp::log_line(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def\n",
+                         MP_THIS_SOURCE, __LINE__);
+            break;
+        }
+        vl = r[0];
+        vg = r[2];
+        const double f = (vg - vl) * Pr;
+        const double I = work_integral(Tr, vl, vg);
+        if (std::fabs((f - I) / f) < kFaPeRelTol) {
+            ok = true;
+            break;
+        }
+        // the step's logarithm keeps its (vl + eps) factors: they cancel to ln(vg/vl), and the
+        // iteration's path is defined with this form
+        const double e = m_eos.eps;
+        const double lg = std::log((vl + e) * vg / ((vl + e) * vl));
+        alpha -= (f - I) / (lg * Tr * m_eos.Omega_a / e);
+    }
+    if (it == kFitMaxIter) {
+        mp::log_line(m_sink.get(), mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def:  not convergence Tr=\t%g\n",
+                     MP_THIS_SOURCE, __LINE__, Tr);
+    }
+    m_eos.selector = saved;
+    return ok;
+}
+
+void CRGPropertyGenerator::RK_calc_point_isohor_def(double vr, std::int32_t n, const double* T, const double* P,
+                                                    double* alpha, double* beta, double* gamma) noexcept {
+    double b_prev = 1.0;
+    const double Ob = m_eos.Omega_b;
+    for (std::int32_t k = 0; k < n; ++k) {
+        const double Tr = T[k] / m_eos.Tc, Pr = P[k] / m_eos.Pc;
+        const double al = std::pow(Tr, -1.5);
+        double be = b_prev;
+        const std::int32_t saved = m_eos.selector;
+        m_eos.selector = -5;
+        set_multipliers(al, be, 1.0);
+        const double A = al * m_eos.Omega_a / vr / (vr + m_eos.eps);
+        bool converged = false;
+        for (int it = 0; it < kFitMaxIter; ++it) {
+            const double vb = vr - Ob * be;
+            const double g = Pr - Tr * (1.0 / vb - A);
+            if (std::fabs(g / Pr) < kIsochoreRelTol) {
+                converged = true;
+                break;
+            }
+            be -= g / (-Ob * Tr / (vb * vb));
+        }
+        if (!converged) {
+            const double vb = vr - Ob * be;
+            mp::log_line(m_sink.get(), mp::line_kind::error,
+                         "ERROR: MediumPhysics: %s(%d): RK_calc_point_isohor_def:  not convergence Tr=\t%g\tf\t%g\n",
+                         MP_THIS_SOURCE, __LINE__, Tr, Pr - Tr * (1.0 / vb - A));
+        }
+        alpha[k] = al;
+        beta[k] = be;
+        gamma[k] = 1.0;
+        set_multipliers(al, be, 1.0);
+        m_eos.selector = saved;
+        b_prev = be;
+    }
+}
+
+bool CRGPropertyGenerator::RK_H_critic_point_monotonization(double p, double T, double Hc, double Cpc) noexcept {
+    rg_state st;
+    if (!state_pT(p, T, st)) return false;
+    const double Tr = T / m_eos.Tc, vr = 1.0 / (st.rho * m_eos.vscale);
+    const double R = gas_constant();
+    const rg_temperature_functions tf = temperature_functions(Tr);
+    double L, Lc, Lcc;
+    attraction_log(vr, tf.f[2] * m_eos.eps, L, Lc, Lcc);
+    const double k = Tr * Tr * m_eos.Omega_a * L;
+    // h carries -R Tc Tr F_T and F_T carries -Tr a' Omega_a L: h rises by R Tc k per unit alpha'
+    m_eos.multiplier_d1[0] += (Hc - st.h) / (R * m_eos.Tc * k);
+    if (!state_pT(p, T, st)) return false;
+    if (std::fabs(st.h - Hc) / std::fabs(Hc) > kMonotonizationRelTol) {
+        mp::log_line(m_sink.get(), mp::line_kind::warning,
+                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tH=\t%g\tHc=\t%g\n",
+                     MP_THIS_SOURCE, __LINE__, T, st.h, Hc);
+    }
+    // cv carries -R Tr F_TT and F_TT carries -Tr a'' Omega_a L; dP/dT does not see alpha''
+    m_eos.multiplier_d2[0] += (Cpc - st.cp) / (R * k);
+    if (!state_pT(p, T, st)) return false;
+    if (std::fabs(st.cp - Cpc) / std::fabs(Cpc) > kMonotonizationRelTol) {
+        mp::log_line(m_sink.get(), mp::line_kind::warning,
+                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tCp=\t%g\tCp_c=\t%g\n",
+                     MP_THIS_SOURCE, __LINE__, T, st.cp, Cpc);
+    }
+    return true;
+}
+
+// ---- IRGPropertyGenerator ------------------------------------------------------------------------
+
+bool CRGPropertyGenerator::properties(double p, double T, double out[4]) const noexcept {
+    rg_state st;
+    if (!state_pT(p, T, st)) {
+        out[0] = out[1] = out[2] = out[3] = 0.0;
+        return false;
+    }
+    out[0] = st.rho;
+    out[1] = st.h;
+    out[2] = st.s;
+    out[3] = st.w;
+    return true;
+}
+
+bool CRGPropertyGenerator::saturated(double T, int phase, rg_state& out) const noexcept {
+    double P, vl, vg;
+    binodal_pont(T, P, vl, vg);
+    if (!(P > 0.0)) return false;
+    return state_Tv(T, (phase == 0 ? vl : vg) / m_eos.vscale, out);
+}
+
+double CRGPropertyGenerator::saturation_ln_p(double T) const noexcept {
+    double P, vl, vg;
+    binodal_pont(T, P, vl, vg);
+    return P > 0.0 ? std::log(P) : 0.0;
+}
+double CRGPropertyGenerator::saturation_rho_liquid(double T) const noexcept {
+    double P, vl, vg;
+    binodal_pont(T, P, vl, vg);
+    return vl > 0.0 ? 1.0 / vl : 0.0;
+}
+double CRGPropertyGenerator::saturation_rho_vapour(double T) const noexcept {
+    double P, vl, vg;
+    binodal_pont(T, P, vl, vg);
+    return vg > 0.0 ? 1.0 / vg : 0.0;
+}
+double CRGPropertyGenerator::saturation_h_liquid(double T) const noexcept {
+    rg_state s;
+    return saturated(T, 0, s) ? s.h : 0.0;
+}
+double CRGPropertyGenerator::saturation_h_vapour(double T) const noexcept {
+    rg_state s;
+    return saturated(T, 1, s) ? s.h : 0.0;
+}
+double CRGPropertyGenerator::saturation_s_liquid(double T) const noexcept {
+    rg_state s;
+    return saturated(T, 0, s) ? s.s : 0.0;
+}
+double CRGPropertyGenerator::saturation_s_vapour(double T) const noexcept {
+    rg_state s;
+    return saturated(T, 1, s) ? s.s : 0.0;
+}
+double CRGPropertyGenerator::spinodal_p_liquid(double T) const noexcept {
+    double v[2] = {0.0, 0.0}, P[2] = {0.0, 0.0};
+    const double Tr = T / m_eos.Tc;
+    if (Tr > 1.0 || !RK_spinodal(Tr, v, P)) return 0.0;
+    return P[0] * m_eos.Pc;
+}
+double CRGPropertyGenerator::spinodal_p_vapour(double T) const noexcept {
+    double v[2] = {0.0, 0.0}, P[2] = {0.0, 0.0};
+    const double Tr = T / m_eos.Tc;
+    if (Tr > 1.0 || !RK_spinodal(Tr, v, P)) return 0.0;
+    return P[1] * m_eos.Pc;
+}
+
+void CRGPropertyGenerator::fill_row(const double* p, std::int32_t nx, double T, std::ptrdiff_t row,
+                                    double* const out[4]) const noexcept {
+#pragma omp parallel for schedule(dynamic, 8) num_threads(mp::omp_threads())
+    for (std::int32_t i = 0; i < nx; ++i) {
+        double v[4];
+        properties(p[i], T, v);
+        for (int k = 0; k < 4; ++k) out[k][row + i] = v[k];
+    }
+}
+
+namespace {
+// The part of the record that row-wise filling overwrites, put back when the fill ends.
+struct row_multipliers {
+    std::int32_t selector;
+    double m[3], d1[3], d2[3];
+    explicit row_multipliers(const rg_eos_record& e) : selector(e.selector) {
+        for (int k = 0; k < 3; ++k) {
+            m[k] = e.multiplier[k];
+            d1[k] = e.multiplier_d1[k];
+            d2[k] = e.multiplier_d2[k];
+        }
+    }
+    void restore(rg_eos_record& e) const noexcept {
+        e.selector = selector;
+        for (int k = 0; k < 3; ++k) {
+            e.multiplier[k] = m[k];
+            e.multiplier_d1[k] = d1[k];
+            e.multiplier_d2[k] = d2[k];
+        }
+    }
+};
+}  // namespace
+
+bool CRGPropertyGenerator::fill_rows(const double* p, std::int32_t nx, const double* T, std::int32_t ny,
+                                     const double* alpha, const double* beta, const double* gamma,
+                                     const double* d1_alpha, double* const out[4]) noexcept {
+    if (nx < 1 || ny < 1) return false;
+    const row_multipliers saved(m_eos);
+    m_eos.selector = -5;
+    for (std::int32_t j = 0; j < ny; ++j) {
+        set_multipliers(alpha[j], beta[j], gamma[j]);
+        const double d1[3] = {d1_alpha ? d1_alpha[j] : 0.0, 0.0, 0.0};
+        const double d2[3] = {0.0, 0.0, 0.0};
+        set_multiplier_derivatives(d1, d2);
+        fill_row(p, nx, T[j], static_cast<std::ptrdiff_t>(j) * nx, out);
+    }
+    saved.restore(m_eos);
+    return true;
+}
+
+bool CRGPropertyGenerator::fill(double x0, double x1, std::int32_t nx, double y0, double y1, std::int32_t ny,
+                                double* const out[4]) noexcept {
+    // a table patch is 101 x 101 nodes; the pressures stay on the stack up to this many
+    constexpr std::int32_t kMaxNodes = 1024;
+    if (nx < 1 || ny < 1 || nx > kMaxNodes) return false;
+    double p[kMaxNodes];
+    const double dx = nx > 1 ? (x1 - x0) / (nx - 1) : 0.0;
+    const double dy = ny > 1 ? (y1 - y0) / (ny - 1) : 0.0;
+    for (std::int32_t i = 0; i < nx; ++i) p[i] = std::exp(x0 + i * dx);
+    // Each row carries the full temperature dependence of the generator's own selector, values and
+    // Tr derivatives of all three functions, so h, s and cp of a row are those of the model itself.
+    const row_multipliers saved(m_eos);
+    for (std::int32_t j = 0; j < ny; ++j) {
+        const double T = y0 + j * dy;
+        m_eos.selector = saved.selector;
+        const rg_temperature_functions tf = temperature_functions(T / m_eos.Tc);
+        m_eos.selector = -5;
+        set_multipliers(tf.f[0], tf.f[1], tf.f[2]);
+        set_multiplier_derivatives(tf.d1, tf.d2);
+        fill_row(p, nx, T, static_cast<std::ptrdiff_t>(j) * nx, out);
+    }
+    saved.restore(m_eos);
     return true;
 }

@@ -32,6 +32,7 @@
 // one table at a time; the const operations are safe from many threads otherwise.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -89,7 +90,49 @@ struct rg_state {
     double Z = 0.0;          // compressibility factor p v/(R T)
 };
 
-class CRGPropertyGenerator {
+// The real-gas property generator interface, shared by the cubic equation-of-state generator and
+// the reference-database generator. It serves the two-dimensional real-gas tables (a table over
+// x = ln p and y = T whose properties 0 and 1 are density and specific enthalpy, so that the
+// cages' derivatives give d rho/dp and cp = dh/dT directly) and the real gas substance (the
+// saturation line over T). Operations in slot order; SI units; none throws:
+//   0  properties(p, T, out[4]): density (kg/m3), specific enthalpy (J/kg), specific entropy
+//      (J/(kg K)) and speed of sound (m/s) of the stable single phase at p (Pa), T (K). False when
+//      the point cannot be computed (outputs then 0).
+//   1..9  saturation line at T (K), each returning one double, 0 above the critical temperature:
+//      1 ln psat (psat in Pa), 2 saturated liquid density, 3 saturated vapour density (kg/m3),
+//      4 saturated liquid enthalpy, 5 saturated vapour enthalpy (J/kg), 6 saturated liquid
+//      entropy, 7 saturated vapour entropy (J/(kg K)), 8 liquid spinodal pressure, 9 vapour
+//      spinodal pressure (Pa).
+//  10  fill(x0, x1, nx, y0, y1, ny, out[4]): the four properties of slot 0 on the nx * ny nodes
+//      p = exp(x0 + i (x1 - x0)/(nx - 1)), T = y0 + j (y1 - y0)/(ny - 1), written row by row
+//      (out[k][j*nx + i]); rows in parallel where the generator allows. False on bad sizes.
+//  11  critical temperature (K); 12 critical pressure (Pa); 13 specific gas constant (J/(kg K))
+//  14  write(stream); 15 read(stream) (false on a bad record)
+//  16  kind: 0 the cubic equation of state, 1 the reference database.
+class IRGPropertyGenerator {
+public:
+    virtual ~IRGPropertyGenerator() = default;
+    virtual bool properties(double p, double T, double out[4]) const noexcept = 0;
+    virtual double saturation_ln_p(double T) const noexcept = 0;
+    virtual double saturation_rho_liquid(double T) const noexcept = 0;
+    virtual double saturation_rho_vapour(double T) const noexcept = 0;
+    virtual double saturation_h_liquid(double T) const noexcept = 0;
+    virtual double saturation_h_vapour(double T) const noexcept = 0;
+    virtual double saturation_s_liquid(double T) const noexcept = 0;
+    virtual double saturation_s_vapour(double T) const noexcept = 0;
+    virtual double spinodal_p_liquid(double T) const noexcept = 0;
+    virtual double spinodal_p_vapour(double T) const noexcept = 0;
+    virtual bool fill(double x0, double x1, std::int32_t nx, double y0, double y1, std::int32_t ny,
+                      double* const out[4]) noexcept = 0;
+    virtual double critical_temperature() const noexcept = 0;
+    virtual double critical_pressure() const noexcept = 0;
+    virtual double gas_constant() const noexcept = 0;
+    virtual void write(C_file_io& stream) const = 0;
+    virtual bool read(C_file_io& stream) = 0;
+    virtual std::int32_t kind() const noexcept = 0;
+};
+
+class CRGPropertyGenerator final : public IRGPropertyGenerator {
 public:
     explicit CRGPropertyGenerator(std::shared_ptr<IHostMessageSink> sink = {});
 
@@ -113,7 +156,48 @@ public:
     void set_ideal_gas_cp(const c_1d_param& cp0);
 
     const rg_eos_record& record() const noexcept { return m_eos; }
-    double gas_constant() const noexcept;  // R = Pc*vscale/Tc, J/(kg K)
+
+    // --- IRGPropertyGenerator ------------------------------------------------------------------
+    bool properties(double p, double T, double out[4]) const noexcept override;
+    double saturation_ln_p(double T) const noexcept override;
+    double saturation_rho_liquid(double T) const noexcept override;
+    double saturation_rho_vapour(double T) const noexcept override;
+    double saturation_h_liquid(double T) const noexcept override;
+    double saturation_h_vapour(double T) const noexcept override;
+    double saturation_s_liquid(double T) const noexcept override;
+    double saturation_s_vapour(double T) const noexcept override;
+    double spinodal_p_liquid(double T) const noexcept override;
+    double spinodal_p_vapour(double T) const noexcept override;
+    // Rows are filled one temperature at a time under selector -5, with the row's alpha, beta,
+    // gamma and their Tr derivatives (from the generator's own selector) as the multipliers; the
+    // points of a row run in parallel (OpenMP, the host's thread count). The selector and the
+    // multipliers are restored at the end.
+    bool fill(double x0, double x1, std::int32_t nx, double y0, double y1, std::int32_t ny,
+              double* const out[4]) noexcept override;
+    // The same with the rows' alpha, beta, gamma given (and their Tr derivatives, may be null).
+    bool fill_rows(const double* p, std::int32_t nx, const double* T, std::int32_t ny, const double* alpha,
+                   const double* beta, const double* gamma, const double* d1_alpha, double* const out[4]) noexcept;
+    double critical_temperature() const noexcept override { return m_eos.Tc; }
+    double critical_pressure() const noexcept override { return m_eos.Pc; }
+    double gas_constant() const noexcept override;  // R = Pc*vscale/Tc, J/(kg K)
+    std::int32_t kind() const noexcept override { return 0; }
+
+    // --- fits ------------------------------------------------------------------------------------
+    // alpha (selector -4, beta = gamma = 1) for which the saturation pressure at Tr is Pr, by
+    // Newton on the equal-area residual; gives alpha and the reduced phase volumes. False (and
+    // logged) when the isotherm has two roots or the iteration does not converge. The selector is
+    // restored; multiplier 1 keeps the last alpha.
+    bool RK_calc_point_Fa_Pe_def(double Tr, double Pr, double& alpha, double& vl, double& vg) noexcept;
+    // beta along the isochore vr through the n points (T[k] K, P[k] Pa), alpha = Tr^-1.5, gamma = 1;
+    // writes alpha, beta, gamma per point. Non-converged points are logged and keep their last beta.
+    void RK_calc_point_isohor_def(double vr, std::int32_t n, const double* T, const double* P, double* alpha,
+                                  double* beta, double* gamma) noexcept;
+    // Under selector -5: sets the Tr derivatives of the alpha multiplier so that the enthalpy and
+    // the heat capacity at (p Pa, T K) equal Hc (J/kg) and Cpc (J/(kg K)). Both are linear in
+    // them at a fixed volume: dh/d(alpha') = R Tc Tr^2 Omega_a L and dcp/d(alpha'') =
+    // R Tr^2 Omega_a L with L = ln(1 + c/vr)/c, so one closed-form step each; a remaining relative
+    // mismatch above 1e-10 is logged. False when the state cannot be formed.
+    bool RK_H_critic_point_monotonization(double p, double T, double Hc, double Cpc) noexcept;
 
     // --- equation of state in reduced variables ------------------------------------------------
     // Coefficient fit: largest real root eps of x^3 + (6Zc-1)x^2 + 3Zc(4Zc-1)x + (8Zc-3)Zc^2,
@@ -149,9 +233,9 @@ public:
     // byte 0; Tc, Pc; selector; multipliers and their derivatives; Zc, omega, Omega_a, Omega_b,
     // eps, vscale; the tables (Tr0, dTr, N, 3N nodes, derivatives at the first node); the beta
     // variant-2 byte and its grid; cp0.
-    void write(C_file_io& stream) const;
+    void write(C_file_io& stream) const override;
     // False on a version other than 0 or impossible sizes.
-    bool read(C_file_io& stream);
+    bool read(C_file_io& stream) override;
 
 private:
     double tabulated(int k, double Tr, double& d1, double& d2) const noexcept;
@@ -159,6 +243,10 @@ private:
     void residual(double Tr, double vr, const rg_temperature_functions& tf, double& F, double& FT,
                   double& FTT) const noexcept;
     double ideal_entropy(double T) const noexcept;  // integral of cp0/T from the reference T
+    // one row of a fill at temperature T, points in parallel, into out[k][row + i]
+    void fill_row(const double* p, std::int32_t nx, double T, std::ptrdiff_t row, double* const out[4]) const noexcept;
+    // saturated liquid (0) or vapour (1) state at T; false above Tc or without cp0
+    bool saturated(double T, int phase, rg_state& out) const noexcept;
 
     std::shared_ptr<IHostMessageSink> m_sink;
     rg_eos_record m_eos;

@@ -478,6 +478,125 @@ TEST(RgGenerator, LowPressureIsTheIdealGas) {
     EXPECT_LT(std::fabs(s.h - h0) / h0, 1e-6);
 }
 
+// ---- fits -------------------------------------------------------------------------------------------
+
+// The alpha fit inverts the binodal: given the SRK saturation pressure, the constant alpha that
+// reproduces it is Soave's alpha at that temperature.
+TEST(RgGenerator, AlphaFitRecoversTheModelAlpha) {
+    CRGPropertyGenerator g = srk(kCO2);
+    for (double Tr : {0.6, 0.75, 0.9}) {
+        double P, vl, vg;
+        g.binodal_pont(Tr * kCO2.Tc, P, vl, vg);
+        double a3, b3, c3;
+        g.temperature_functions(Tr, a3, b3, c3);
+        double alpha = 0, wl = 0, wg = 0;
+        ASSERT_TRUE(g.RK_calc_point_Fa_Pe_def(Tr, P / kCO2.Pc, alpha, wl, wg));
+        // the fit stops at an area residual of 1e-5, which moves alpha by about that much
+        EXPECT_LT(rel(alpha, a3), 1e-4) << Tr;
+        EXPECT_LT(rel(wl, vl / g.record().vscale), 1e-3) << Tr;
+        EXPECT_LT(rel(wg, vg / g.record().vscale), 1e-3) << Tr;
+        EXPECT_EQ(g.record().selector, 3);
+    }
+}
+
+TEST(RgGenerator, BetaFitAlongAnIsochore) {
+    CRGPropertyGenerator g = srk(kCH4);
+    const double vr = 0.5;
+    const int n = 5;
+    double T[n], P[n], beta_true[n];
+    for (int k = 0; k < n; ++k) {
+        T[k] = kCH4.Tc * (0.8 + 0.1 * k);
+        const double Tr = T[k] / kCH4.Tc;
+        beta_true[k] = 1.0 + 0.08 * (Tr - 1.0);
+        // the pressure the isochore has with that beta, from the equation of state written out
+        const double b = beta_true[k] * g.record().Omega_b, a = std::pow(Tr, -1.5) * g.record().Omega_a;
+        P[k] = kCH4.Pc * Tr * (1 / (vr - b) - a / (vr * (vr + g.record().eps)));
+    }
+    double al[n], be[n], ga[n];
+    g.RK_calc_point_isohor_def(vr, n, T, P, al, be, ga);
+    for (int k = 0; k < n; ++k) {
+        EXPECT_LT(rel(be[k], beta_true[k]), 1e-6) << k;
+        EXPECT_EQ(ga[k], 1.0);
+        EXPECT_LT(rel(al[k], std::pow(T[k] / kCH4.Tc, -1.5)), 1e-15);
+    }
+    EXPECT_EQ(g.record().selector, 3);
+}
+
+TEST(RgGenerator, BetaFitThatCannotConvergeIsReported) {
+    standalone_host::log_capture cap;
+    CRGPropertyGenerator g = srk(kCH4);
+    // zero pressure: the relative residual g/Pr is never finite, so the cap is reached
+    const double T[1] = {200.0}, P[1] = {0.0};
+    double al[1], be[1], ga[1];
+    g.RK_calc_point_isohor_def(0.5, 1, T, P, al, be, ga);
+    EXPECT_EQ(cap.count("): RK_calc_point_isohor_def:  not convergence Tr=\t"), 1u);
+    EXPECT_EQ(g.record().selector, 3);
+}
+
+TEST(RgGenerator, MonotonizationHitsTheTargets) {
+    standalone_host::log_capture cap;
+    CRGPropertyGenerator g = caloric(3);
+    const double T = 1.02 * kCO2.Tc, p = kCO2.Pc;
+    const auto tf = g.temperature_functions(T / kCO2.Tc);
+    g.set_selector(-5);
+    g.set_multipliers(tf.f[0], tf.f[1], tf.f[2]);
+    g.set_multiplier_derivatives(tf.d1, tf.d2);
+    rg_state before;
+    ASSERT_TRUE(g.state_pT(p, T, before));
+    const double Hc = before.h + 5000.0, Cpc = 1.1 * before.cp;
+    ASSERT_TRUE(g.RK_H_critic_point_monotonization(p, T, Hc, Cpc));
+    rg_state after;
+    ASSERT_TRUE(g.state_pT(p, T, after));
+    EXPECT_LT(rel(after.h, Hc), 1e-10);
+    EXPECT_LT(rel(after.cp, Cpc), 1e-10);
+    EXPECT_EQ(after.rho, before.rho);
+    EXPECT_EQ(cap.count("RK_H_critic_point_monotonization"), 0u);
+}
+
+// ---- generator interface -------------------------------------------------------------------------
+
+TEST(RgGenerator, PatchFillIsThePointwiseProperties) {
+    CRGPropertyGenerator g = caloric(3);
+    const int nx = 7, ny = 5;
+    double rho[nx * ny], h[nx * ny], s[nx * ny], w[nx * ny];
+    double* const out[4] = {rho, h, s, w};
+    const double x0 = std::log(1e5), x1 = std::log(2e7), y0 = 250.0, y1 = 450.0;
+    IRGPropertyGenerator& gen = g;
+    ASSERT_TRUE(gen.fill(x0, x1, nx, y0, y1, ny, out));
+    for (int j = 0; j < ny; ++j) {
+        for (int i = 0; i < nx; ++i) {
+            double v[4];
+            ASSERT_TRUE(gen.properties(std::exp(x0 + i * (x1 - x0) / (nx - 1)), y0 + j * (y1 - y0) / (ny - 1), v));
+            for (int k = 0; k < 4; ++k) EXPECT_LT(rel(out[k][j * nx + i], v[k]), 1e-13) << i << " " << j << " " << k;
+        }
+    }
+    EXPECT_EQ(g.record().selector, 3);
+    EXPECT_EQ(g.record().multiplier[0], 1.0);
+}
+
+// Along the saturation line the two phases have equal Gibbs energy, so h_v - h_l = T (s_v - s_l),
+// and psat follows Clapeyron's dp/dT = (h_v - h_l) / (T (v_v - v_l)).
+TEST(RgGenerator, SaturationLineIsThermodynamicallyConsistent) {
+    const CRGPropertyGenerator g = caloric(3);
+    const IRGPropertyGenerator& gen = g;
+    for (double T : {230.0, 260.0, 290.0}) {
+        const double L = gen.saturation_h_vapour(T) - gen.saturation_h_liquid(T);
+        EXPECT_LT(rel(L, T * (gen.saturation_s_vapour(T) - gen.saturation_s_liquid(T))), 1e-8) << T;
+        // psat carries the bisection's 1e-10 relative stop, so the step is wide and the difference
+        // of fourth order
+        const double dT = 0.5;
+        const auto ps = [&](double t) { return std::exp(gen.saturation_ln_p(t)); };
+        const double dpdT = (8 * (ps(T + dT) - ps(T - dT)) - (ps(T + 2 * dT) - ps(T - 2 * dT))) / (12 * dT);
+        const double dv = 1 / gen.saturation_rho_vapour(T) - 1 / gen.saturation_rho_liquid(T);
+        EXPECT_LT(rel(dpdT, L / (T * dv)), 1e-6) << T;
+        EXPECT_LT(gen.spinodal_p_liquid(T), std::exp(gen.saturation_ln_p(T)));
+        EXPECT_GT(gen.spinodal_p_vapour(T), std::exp(gen.saturation_ln_p(T)));
+    }
+    EXPECT_EQ(gen.kind(), 0);
+    EXPECT_EQ(gen.critical_temperature(), kCO2.Tc);
+    EXPECT_LT(rel(gen.gas_constant(), kR / kCO2.M), 1e-15);
+}
+
 // ---- record ------------------------------------------------------------------------------------------
 
 TEST(RgGenerator, RecordRoundTrip) {
