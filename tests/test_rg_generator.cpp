@@ -250,6 +250,34 @@ TEST(RgGenerator, SpinodalWithoutTwoRootsLogsTheCount) {
     EXPECT_EQ(P[1], 7.0);
 }
 
+// Without attraction the cubic factors as v (v + c)(v - b - Tr/Pr): at negative pressure no root
+// lies above b, so the ideal-gas volume comes back with an ERROR line.
+TEST(RgGenerator, NoAdmissibleVolumeRootIsReported) {
+    standalone_host::log_capture cap;
+    CRGPropertyGenerator g = srk(kCO2);
+    g.set_selector(-5);
+    g.set_multipliers(0.0, 1.0, 1.0);
+    double r[3];
+    ASSERT_EQ(g.RK_Phi_PrTr(-0.5, 1.2, r), 1);
+    EXPECT_EQ(r[0], 1.2 / -0.5);
+    EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/crgpropertygenerator("), 1u);
+    EXPECT_EQ(cap.count("): RK_Phi_PrTr\n"), 1u);
+}
+
+// The same model has no two-phase region: the bisection finds one root and stops with zeros.
+TEST(RgGenerator, BinodalWithoutThreeRootsIsReported) {
+    standalone_host::log_capture cap;
+    CRGPropertyGenerator g = srk(kCO2);
+    g.set_selector(-5);
+    g.set_multipliers(0.0, 1.0, 1.0);
+    double P = -1, vl = -1, vg = -1;
+    g.binodal_pont(0.8 * kCO2.Tc, P, vl, vg);
+    EXPECT_EQ(cap.count("): binodal_pont  ******ERROR*****\n"), 1u);
+    EXPECT_EQ(P, 0.0);
+    EXPECT_EQ(vl, 0.0);
+    EXPECT_EQ(vg, 0.0);
+}
+
 // ---- binodal -------------------------------------------------------------------------------------
 
 // Soave-Redlich-Kwong in its usual compressibility form, solved independently of the generator:
