@@ -13,6 +13,7 @@
 #include "crgpropertygenerator.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "medium_physics/standalone_host.h"
+#include "mp_settings.h"
 
 namespace {
 
@@ -276,6 +277,25 @@ TEST(RgGenerator, BinodalWithoutThreeRootsIsReported) {
     EXPECT_EQ(P, 0.0);
     EXPECT_EQ(vl, 0.0);
     EXPECT_EQ(vg, 0.0);
+}
+
+// For c ~ 0 the work integral is the attraction part alone, Tr (a/vr2 - a/vr1), by design; for
+// c = b it is the full closed form, checked here against a Simpson quadrature of the isotherm.
+TEST(RgGenerator, WorkIntegralBranches) {
+    CRGPropertyGenerator g = srk(kCO2);
+    const double Tr = 0.9, v1 = 0.2, v2 = 3.0;
+    g.set_selector(-5);
+    g.set_multipliers(1.3, 1.0, 0.0);
+    const double a = 1.3 * g.record().Omega_a;
+    EXPECT_LT(rel(g.work_integral(Tr, v1, v2), Tr * (a / v2 - a / v1)), 1e-15);
+    g.set_selector(3);
+    const int n = 2000;
+    double sum = 0;
+    for (int i = 0; i <= n; ++i) {
+        const double w = (i == 0 || i == n) ? 1 : (i % 2 ? 4 : 2);
+        sum += w * g.pressure(v1 + (v2 - v1) * i / n, Tr);
+    }
+    EXPECT_LT(rel(g.work_integral(Tr, v1, v2), sum * (v2 - v1) / (3 * n)), 1e-9);
 }
 
 // ---- binodal -------------------------------------------------------------------------------------
@@ -600,6 +620,17 @@ TEST(RgGenerator, PatchFillIsThePointwiseProperties) {
     }
     EXPECT_EQ(g.record().selector, 3);
     EXPECT_EQ(g.record().multiplier[0], 1.0);
+    // the same patch with the rows' points shared among threads
+    const std::int32_t threads = mp::thread_count();
+    mp::set_thread_count(2);
+    double rho2[nx * ny], h2[nx * ny], s2[nx * ny], w2[nx * ny];
+    double* const out2[4] = {rho2, h2, s2, w2};
+    ASSERT_TRUE(gen.fill(x0, x1, nx, y0, y1, ny, out2));
+    mp::set_thread_count(threads);
+    for (int k = 0; k < nx * ny; ++k) {
+        EXPECT_EQ(rho2[k], rho[k]);
+        EXPECT_EQ(h2[k], h[k]);
+    }
 }
 
 // Along the saturation line the two phases have equal Gibbs energy, so h_v - h_l = T (s_v - s_l),
