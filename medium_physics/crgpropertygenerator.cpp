@@ -751,34 +751,23 @@ double CRGPropertyGenerator::saturation_rho_vapour(double T) const noexcept {
     binodal_pont(T, P, vl, vg);
     return vg > 0.0 ? 1.0 / vg : 0.0;
 }
-double CRGPropertyGenerator::saturation_h_liquid(double T) const noexcept {
+double CRGPropertyGenerator::saturated_field(double T, int phase, double rg_state::*field) const noexcept {
     rg_state s;
-    return saturated(T, 0, s) ? s.h : 0.0;
+    return saturated(T, phase, s) ? s.*field : 0.0;
 }
-double CRGPropertyGenerator::saturation_h_vapour(double T) const noexcept {
-    rg_state s;
-    return saturated(T, 1, s) ? s.h : 0.0;
-}
-double CRGPropertyGenerator::saturation_s_liquid(double T) const noexcept {
-    rg_state s;
-    return saturated(T, 0, s) ? s.s : 0.0;
-}
-double CRGPropertyGenerator::saturation_s_vapour(double T) const noexcept {
-    rg_state s;
-    return saturated(T, 1, s) ? s.s : 0.0;
-}
-double CRGPropertyGenerator::spinodal_p_liquid(double T) const noexcept {
+double CRGPropertyGenerator::saturation_h_liquid(double T) const noexcept { return saturated_field(T, 0, &rg_state::h); }
+double CRGPropertyGenerator::saturation_h_vapour(double T) const noexcept { return saturated_field(T, 1, &rg_state::h); }
+double CRGPropertyGenerator::saturation_s_liquid(double T) const noexcept { return saturated_field(T, 0, &rg_state::s); }
+double CRGPropertyGenerator::saturation_s_vapour(double T) const noexcept { return saturated_field(T, 1, &rg_state::s); }
+
+double CRGPropertyGenerator::spinodal_pressure(double T, int branch) const noexcept {
     double v[2] = {0.0, 0.0}, P[2] = {0.0, 0.0};
     const double Tr = T / m_eos.Tc;
     if (Tr > 1.0 || !RK_spinodal(Tr, v, P)) return 0.0;
-    return P[0] * m_eos.Pc;
+    return P[branch] * m_eos.Pc;
 }
-double CRGPropertyGenerator::spinodal_p_vapour(double T) const noexcept {
-    double v[2] = {0.0, 0.0}, P[2] = {0.0, 0.0};
-    const double Tr = T / m_eos.Tc;
-    if (Tr > 1.0 || !RK_spinodal(Tr, v, P)) return 0.0;
-    return P[1] * m_eos.Pc;
-}
+double CRGPropertyGenerator::spinodal_p_liquid(double T) const noexcept { return spinodal_pressure(T, 0); }
+double CRGPropertyGenerator::spinodal_p_vapour(double T) const noexcept { return spinodal_pressure(T, 1); }
 
 void CRGPropertyGenerator::fill_row(const double* p, std::int32_t nx, double T, std::ptrdiff_t row,
                                     double* const out[4]) const noexcept {

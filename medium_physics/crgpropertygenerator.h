@@ -247,6 +247,9 @@ private:
     void fill_row(const double* p, std::int32_t nx, double T, std::ptrdiff_t row, double* const out[4]) const noexcept;
     // saturated liquid (0) or vapour (1) state at T; false above Tc or without cp0
     bool saturated(double T, int phase, rg_state& out) const noexcept;
+    double saturated_field(double T, int phase, double rg_state::*field) const noexcept;
+    // liquid (0) or vapour (1) spinodal pressure in Pa, 0 above Tc or when the spinodal fails
+    double spinodal_pressure(double T, int branch) const noexcept;
 
     std::shared_ptr<IHostMessageSink> m_sink;
     rg_eos_record m_eos;
