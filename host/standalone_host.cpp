@@ -132,6 +132,18 @@ medium_definition parse_medium(const nlohmann::json& m) {
     return d;
 }
 
+const std::vector<std::string>& law_types() {
+    static const std::vector<std::string> types{"carreau", "cross_wlf", "herschel_bulkley", "power_law",
+                                                "polynomial_regression", "high_order_regression"};
+    return types;
+}
+
+// The law's object, or an empty object when the material has none.
+nlohmann::json law_of(const nlohmann::json& m) {
+    const auto it = m.find("viscosity_law");
+    return it != m.end() && it->is_object() ? *it : nlohmann::json::object();
+}
+
 std::string read_text(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     if (!in) throw std::runtime_error("cannot open " + path);
@@ -151,6 +163,11 @@ std::int32_t CJsonDescription::query_interface(std::any& requested) {
     }
     if (auto* p = std::any_cast<std::shared_ptr<I_gas_description>>(&requested); p != nullptr && is_gas()) {
         *p = std::shared_ptr<I_gas_description>(shared_from_this(), this);
+        return 0;
+    }
+    if (auto* p = std::any_cast<std::shared_ptr<I_non_newtonian_description>>(&requested);
+        p != nullptr && m_kind == "non_newtonian_liquid") {
+        *p = std::shared_ptr<I_non_newtonian_description>(shared_from_this(), this);
         return 0;
     }
     if (auto* p = std::any_cast<std::shared_ptr<I_liquid_description>>(&requested); p != nullptr && is_liquid()) {
@@ -195,6 +212,37 @@ double CJsonDescription::get_heat_value_a() { return number("heat_value_a"); }
 double CJsonDescription::get_heat_value_b() { return number("heat_value_b"); }
 void CJsonDescription::get_heat_parameter(host_property& p) { property("heat_parameter", p); }
 
+std::int32_t CJsonDescription::get_viscosity_law() {
+    const auto law = law_of(nlohmann::json::parse(m_json));
+    const auto it = law.find("type");
+    if (it == law.end() || !it->is_string()) return -1;
+    const auto& types = law_types();
+    const auto at = std::find(types.begin(), types.end(), it->get<std::string>());
+    return at == types.end() ? -1 : static_cast<std::int32_t>(at - types.begin());
+}
+
+double CJsonDescription::get_law_number(const char* key) {
+    const auto law = law_of(nlohmann::json::parse(m_json));
+    const auto it = law.find(key);
+    return it != law.end() && it->is_number() ? it->get<double>() : 0.0;
+}
+
+void CJsonDescription::get_law_property(const char* key, host_property& p) {
+    read_property(law_of(nlohmann::json::parse(m_json)), key, p);
+}
+
+void CJsonDescription::get_law_array(const char* key, host_shared_array<double>& values) {
+    const auto law = law_of(nlohmann::json::parse(m_json));
+    const auto it = law.find(key);
+    if (it == law.end() || !it->is_array()) {
+        values = host_shared_array<double>();
+        return;
+    }
+    values = host_shared_array<double>(static_cast<std::int32_t>(it->size()));
+    for (std::size_t i = 0; i < it->size(); ++i)
+        values[static_cast<std::int32_t>(i)] = (*it)[i].is_number() ? (*it)[i].get<double>() : 0.0;
+}
+
 void CJsonDescription::get_component(std::int32_t index, host_property& p) {
     p = host_property{};
     const auto m = nlohmann::json::parse(m_json);
@@ -232,6 +280,15 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
     if (d->is_liquid()) {
         for (const char* key : {"cp", "viscosity", "conductivity", "density"}) check_property(m, key, true);
         for (const char* key : {"scalar_a", "reference_temperature", "reference_pressure"}) required_number(m, key);
+    }
+    if (d->m_kind == "non_newtonian_liquid") {
+        const auto law = law_of(m);
+        const auto type = law.find("type");
+        if (type == law.end() || !type->is_string() ||
+            std::find(law_types().begin(), law_types().end(), type->get<std::string>()) == law_types().end())
+            throw std::runtime_error("\"viscosity_law\" needs a \"type\" of the known laws");
+        for (const auto& [key, value] : law.items())
+            if (value.is_object()) check_property(law, key.c_str(), true);
     }
     if (d->is_solid()) {
         const auto c = m.find("components");
@@ -352,6 +409,8 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     else if (medium.kind == "perfect_gas") status = factory.CreatePerfectGasThermodynamics(descriptions, register_it, out);
     else if (medium.kind == "incompressible_liquid")
         status = factory.CreateIncompressibleLiquidThermodynamics(descriptions, register_it, out);
+    else if (medium.kind == "non_newtonian_liquid")
+        status = factory.CreateNonNewtonianLiquidThermodynamics(descriptions, register_it, out);
     if (status == 2) return fail(2, "media of kind " + medium.kind + " are not available in this build");
     if (status != 0) return fail(status, "the factory could not create " + medium.name + " (see the log)");
     return 0;

@@ -275,3 +275,31 @@ bool C_incompressible_liquid_substance::read(C_file_io& stream) {
     set_pressure_correction(true);
     return true;
 }
+
+// ---- non-Newtonian component --------------------------------------------------------------------
+
+bool C_inc_non_newtonian_liquid_substance::init(I_non_newtonian_description& d, IHostMessageSink* sink) {
+    if (!C_incompressible_liquid_substance::init(d, sink)) return false;
+    const char* why = "";
+    m_law = build_nn_law(d, why);
+    if (!m_law) {
+        mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE, __LINE__,
+                     name().to_utf8().c_str(), why);
+        return false;
+    }
+    m_law_code = static_cast<nn_law>(d.get_viscosity_law());
+    return true;
+}
+
+void C_inc_non_newtonian_liquid_substance::write(C_file_io& stream) const {
+    C_incompressible_liquid_substance::write(stream);
+    stream.put(static_cast<std::int32_t>(m_law_code));
+    m_law->write(stream);
+}
+
+bool C_inc_non_newtonian_liquid_substance::read(C_file_io& stream) {
+    if (!C_incompressible_liquid_substance::read(stream)) return false;
+    m_law_code = static_cast<nn_law>(stream.get<std::int32_t>());
+    m_law = make_nn_law(m_law_code);
+    return m_law && m_law->read(stream);
+}

@@ -17,6 +17,7 @@
 #include <cstdint>
 
 #include "c_1d_param.h"
+#include "c_nn_viscosity_models.h"
 #include "c_substance.h"
 
 // The gas dissolved in a liquid: the components of its gas description (one, in practice).
@@ -50,7 +51,7 @@ public:
     virtual double get_liquid_reference_pressure() const noexcept = 0;                               // 15
 };
 
-class C_incompressible_liquid_substance final : public C_substance_base, public C_isotherm_cavitation_liquid_substance {
+class C_incompressible_liquid_substance : public C_substance_base, public C_isotherm_cavitation_liquid_substance {
 public:
     using description_type = I_liquid_description;
     // m/s: the liquid's speed of sound in the weakly compressible view.
@@ -140,4 +141,31 @@ private:
     bool m_pressure_correction = true;
     property_function m_cp_function = &C_incompressible_liquid_substance::cp_corrected;
     property_function m_enthalpy_function = &C_incompressible_liquid_substance::enthalpy_corrected;
+};
+
+// A non-Newtonian liquid component: the data of an incompressible liquid component and one
+// viscosity law of temperature, shear rate and (for Cross-WLF) pressure.
+// Record: the incompressible liquid record, the law's code (int32), the law's record.
+class C_inc_non_newtonian_liquid_substance final : public C_incompressible_liquid_substance {
+public:
+    using description_type = I_non_newtonian_description;
+    C_inc_non_newtonian_liquid_substance() = default;
+    ~C_inc_non_newtonian_liquid_substance() override = default;
+
+    // The liquid data, then the law the description names. False, with a log line, when either
+    // cannot be built.
+    bool init(I_non_newtonian_description& description, IHostMessageSink* sink);
+    // The law's viscosity, Pa s.
+    double get_viscosity(double p, double T, double shear_rate) const noexcept {
+        return m_law->viscosity(p, T, shear_rate);
+    }
+    using C_incompressible_liquid_substance::get_viscosity;
+    const INonNewtonLiquidModel& law() const noexcept { return *m_law; }
+
+    void write(C_file_io& stream) const;
+    bool read(C_file_io& stream);
+
+private:
+    nn_law m_law_code = nn_law::power_law;
+    std::unique_ptr<INonNewtonLiquidModel> m_law;
 };

@@ -6,6 +6,7 @@
 
 #include "c_ideal_gas_thermodynamics.h"
 #include "c_inc_liquid_thermodynamics.h"
+#include "c_inc_nn_liquid_thermodynamics.h"
 #include "c_obsolete_media.h"
 #include "c_perfect_gas_thermodynamics.h"
 #include "c_thermodynamic_base.h"
@@ -53,15 +54,24 @@ fluid_ptr load_medium(C_file_io& stream, const C_medium_physics& factory) {
 }
 
 // Loaders by kind code; nullptr where this build does not provide the medium.
-constexpr medium_loader kLoaders[kMediumKindCount] = {
-    load_medium<C_ideal_gas_thermodynamics>,   // 0
-    load_medium<C_inc_liquid_thermodynamics>,  // 1
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-    load_medium<C_cavitation_therm_obsolete>,   // 10
-    nullptr,
-    load_medium<C_perfect_gas_thermodynamics>,  // 12
-    nullptr, nullptr,
+constexpr medium_loader kLoaders[] = {
+    load_medium<C_ideal_gas_thermodynamics>,                 // 0
+    load_medium<C_inc_liquid_thermodynamics>,                // 1
+    load_medium<C_inc_non_newtonian_liquid_thermodynamics>,  // 2
+    nullptr,                                                 // 3 compressible liquid
+    nullptr,                                                 // 4 isothermal cavitation
+    nullptr,                                                 // 5 real gas
+    nullptr,                                                 // 6 real gas with phase change
+    nullptr,                                                 // 7 combustible (VT)
+    nullptr,                                                 // 8 combustible (PT)
+    nullptr,                                                 // 9 hypersonic gas
+    load_medium<C_cavitation_therm_obsolete>,                // 10
+    nullptr,                                                 // 11 condensation (obsolete)
+    load_medium<C_perfect_gas_thermodynamics>,               // 12
+    nullptr,                                                 // 13 single-component gas
+    nullptr,                                                 // 14 free-surface VOF
 };
+static_assert(std::size(kLoaders) == kMediumKindCount, "one loader (or none) per kind code");
 
 std::uint64_t position(C_file_io& stream) noexcept {
     try {
@@ -176,8 +186,10 @@ std::int32_t C_medium_physics::CreateIncompressibleLiquidThermodynamics(const de
 std::int32_t C_medium_physics::CreateFreeSurfaceVofThermodynamics(const fluid_array&, bool, fluid_ptr&) {
     return unavailable("CreateFreeSurfaceVofThermodynamics");
 }
-std::int32_t C_medium_physics::CreateNonNewtonianLiquidThermodynamics(const description_array&, bool, fluid_ptr&) {
-    return unavailable("CreateNonNewtonianLiquidThermodynamics");
+std::int32_t C_medium_physics::CreateNonNewtonianLiquidThermodynamics(const description_array& liquids,
+                                                                      bool register_it, fluid_ptr& out) {
+    return create_mixture<kNonNewtonianLiquidCache, C_inc_non_newtonian_liquid_thermodynamics>(
+        liquids, register_it, out, "CreateNonNewtonianLiquidThermodynamics");
 }
 std::int32_t C_medium_physics::CreateCompressibleLiquidThermodynamics(const description_array&, bool, fluid_ptr&) {
     return unavailable("CreateCompressibleLiquidThermodynamics");

@@ -82,7 +82,7 @@ public:
     using caches = std::tuple<substance_cache<C_ideal_gas_substance>,       // 1
                               substance_cache<C_perfect_gas_substance>,     // 2
                               substance_cache<C_incompressible_liquid_substance>,  // 3
-                              substance_cache<C_unavailable_substance>,     // 4 C_inc_non_newtonian_liquid_substance
+                              substance_cache<C_inc_non_newtonian_liquid_substance>,  // 4
                               substance_cache<C_unavailable_substance>,     // 5 C_compressible_liquid_substance
                               substance_cache<C_heatconducting_solid>,      // 6
                               substance_cache<C_electroconducting_solid>,   // 7

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "file_io/c_file_io/c_file_io.h"
+#include "medium_physics/description.h"
 
 namespace {
 
@@ -269,4 +270,108 @@ void CHightOrderPRModel::write(C_file_io& s) const {
     s.write(row_length.data(), row_length.size());
     s.write(row_shear.data(), row_shear.size());
     s.write(row_mu.data(), row_mu.size());
+}
+
+// ---- from a description -------------------------------------------------------------------------
+
+namespace {
+
+bool property_of(I_non_newtonian_description& d, const char* key, c_1d_param& out) {
+    host_property p;
+    d.get_law_property(key, p);
+    const std::int32_t n = p.T.size();
+    if (n == 0) {
+        out.set_constant(p.constant);
+        return true;
+    }
+    if (p.value.size() < n) return false;
+    for (std::int32_t i = 1; i < n; ++i)
+        if (!(p.T[i] > p.T[i - 1])) return false;
+    out.set_table(p.constant, std::vector<double>(p.T.begin(), p.T.end()),
+                  std::vector<double>(p.value.begin(), p.value.begin() + n));
+    return true;
+}
+
+std::vector<double> array_of(I_non_newtonian_description& d, const char* key) {
+    host_shared_array<double> a;
+    d.get_law_array(key, a);
+    return {a.begin(), a.end()};
+}
+
+}  // namespace
+
+std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description& d, const char*& why) {
+    why = "";
+    const auto code = static_cast<nn_law>(d.get_viscosity_law());
+    auto law = make_nn_law(code);
+    if (!law) {
+        why = "the description names no viscosity law";
+        return nullptr;
+    }
+    const auto number = [&](const char* key) { return d.get_law_number(key); };
+    bool ok = true;
+    switch (code) {
+        case nn_law::carreau: {
+            auto& m = static_cast<CCarreauModel&>(*law);
+            ok = property_of(d, "mu_zero", m.mu_zero) && property_of(d, "mu_infinity", m.mu_infinity) &&
+                 property_of(d, "time_constant", m.time_constant);
+            m.power_index = number("power_index");
+            break;
+        }
+        case nn_law::cross_wlf: {
+            auto& m = static_cast<CCrossWLFModel&>(*law);
+            m.A1 = number("A1");
+            m.A2 = number("A2");
+            m.D1 = number("D1");
+            m.D2 = number("D2");
+            m.D3 = number("D3");
+            m.tau_star = number("tau_star");
+            m.power_index = number("power_index");
+            break;
+        }
+        case nn_law::herschel_bulkley: {
+            auto& m = static_cast<CHershelBulkleyModel&>(*law);
+            ok = property_of(d, "consistency", m.consistency) && property_of(d, "yield_stress", m.yield_stress);
+            m.power_index = number("power_index");
+            break;
+        }
+        case nn_law::power_law: {
+            auto& m = static_cast<CPowerLawModel&>(*law);
+            ok = property_of(d, "consistency", m.consistency) && property_of(d, "low_shear_limit", m.low_shear_limit) &&
+                 property_of(d, "high_shear_limit", m.high_shear_limit);
+            m.power_index = number("power_index");
+            m.use_low_shear_limit = number("use_low_shear_limit") != 0.0;
+            m.use_high_shear_limit = number("use_high_shear_limit") != 0.0;
+            break;
+        }
+        case nn_law::polynomial_regression: {
+            auto& m = static_cast<CPolynomialRegressionModel&>(*law);
+            const auto c = array_of(d, "coefficients");
+            ok = c.size() == 6;
+            if (ok) std::copy(c.begin(), c.end(), m.a);
+            m.use_min_shear_rate = number("use_min_shear_rate") != 0.0;
+            m.min_shear_rate = number("min_shear_rate");
+            break;
+        }
+        case nn_law::high_order_regression: {
+            auto& m = static_cast<CHightOrderPRModel&>(*law);
+            const auto c = array_of(d, "coefficients");
+            ok = c.size() == 10;
+            if (ok) std::copy(c.begin(), c.end(), m.a);
+            m.mode = static_cast<std::int32_t>(number("mode"));
+            m.use_shear_cap = number("use_shear_cap") != 0.0;
+            m.shear_cap = number("shear_cap");
+            m.row_T = array_of(d, "row_T");
+            for (const double n : array_of(d, "row_length")) m.row_length.push_back(static_cast<std::int32_t>(n));
+            m.row_shear = array_of(d, "row_shear");
+            m.row_mu = array_of(d, "row_mu");
+            ok = ok && m.prepare() && (m.mode != 0 || !m.row_T.empty());
+            break;
+        }
+    }
+    if (!ok) {
+        why = "the viscosity law's parameters are incomplete or its table is inconsistent";
+        return nullptr;
+    }
+    return law;
 }

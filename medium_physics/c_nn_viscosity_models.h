@@ -34,6 +34,10 @@ enum class nn_law : std::int32_t {
 };
 // A fresh, empty law of the given code; nullptr for an unknown code.
 std::unique_ptr<INonNewtonLiquidModel> make_nn_law(nn_law code);
+// The law a description names, with its parameters; nullptr (and the reason in `why`) when the
+// description names none or gives an unusable table.
+class I_non_newtonian_description;
+std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description& description, const char*& why);
 
 namespace nn {
 // Bounds of the shear factor g^(n-1) of the power-type laws.

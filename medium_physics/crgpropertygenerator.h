@@ -26,6 +26,11 @@
 // tables piecewise). Enthalpy is referred to the ideal gas with h0(T) = integral of cp0 from 0 K
 // (the convention of the library's gas media); entropy to the ideal gas at 298.15 K, 101325 Pa.
 //
+// Known limits: a cubic of this family gives vapour pressures of light non-polar fluids within a
+// few percent (Soave alpha) but saturated-liquid densities noticeably low (there is no volume
+// translation); inside the two-phase region state_pT returns the stable single branch, never a
+// mixture; above Tc Soave's alpha is used beyond the range it was fitted on.
+//
 // Property operations allocate nothing, throw nothing and report failures through the log sink
 // (iteration reports and warnings) or the host log (ERROR lines), returning their best values.
 // The coefficient record is rewritten while a table is filled row by row, so one generator fills

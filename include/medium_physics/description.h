@@ -79,3 +79,25 @@ public:
     // 0 isotropic; anything else orthotropic along the axes the solver gives.
     virtual std::int32_t get_anisotropy_flag() = 0;
 };
+
+// The description of a non-Newtonian liquid component: the liquid data and one viscosity law.
+// Operations after those of I_liquid_description, in slot order: 12 get_viscosity_law (0 Carreau,
+// 1 Cross-WLF, 2 Herschel-Bulkley, 3 power law, 4 polynomial regression, 5 high-order regression;
+// -1 none), 13 get_law_number, 14 get_law_property, 15 get_law_array. The law's parameters are
+// named by key (0, a constant 0, or an empty array when absent):
+//   Carreau: mu_zero, mu_infinity, time_constant (properties of T), power_index;
+//   Cross-WLF: A1, A2 [K], D1 [Pa s], D2 [K], D3 [K/Pa], tau_star [Pa], power_index;
+//   Herschel-Bulkley: consistency, yield_stress (properties of T), power_index;
+//   power law: consistency, low_shear_limit, high_shear_limit (properties of T), power_index,
+//              use_low_shear_limit, use_high_shear_limit (0 or 1);
+//   polynomial regression: coefficients (6), use_min_shear_rate (0 or 1), min_shear_rate [1/s];
+//   high-order regression: coefficients (10), mode (0 table, 1 or 2 regression), use_shear_cap,
+//              shear_cap [1/s], row_T [K], row_length, row_shear [1/s], row_mu [Pa s] (the rows of
+//              the table, one after another; row_T also bounds the regression's temperature).
+class I_non_newtonian_description : public virtual I_liquid_description {
+public:
+    virtual std::int32_t get_viscosity_law() = 0;
+    virtual double get_law_number(const char* key) = 0;
+    virtual void get_law_property(const char* key, host_property& property) = 0;
+    virtual void get_law_array(const char* key, host_shared_array<double>& values) = 0;
+};

@@ -115,12 +115,14 @@ private:
 // "scalar_a", "reference_temperature" [K], "reference_pressure" [Pa]. Solids: "components" (three
 // properties: the principal conductivities), "anisotropy" (integer flag); a heat-conducting solid
 // also "heat_value_a" (density), "heat_value_b" (highest valid temperature) and "heat_parameter"
-// (specific heat).
+// (specific heat). A non-Newtonian liquid adds "viscosity_law": {"type": "carreau" | "cross_wlf" |
+// "herschel_bulkley" | "power_law" | "polynomial_regression" | "high_order_regression", and the
+// law's parameters by the keys of I_non_newtonian_description}.
 // A medium is {"name", "kind", "substances": [material names], "mass_fractions": [numbers]}.
 
 // One parsed material. It is the description the media read their substance from.
 class MP_HOST_API CJsonDescription : public I_gas_description,
-                                     public I_liquid_description,
+                                     public I_non_newtonian_description,
                                      public I_solid_description,
                                      public std::enable_shared_from_this<CJsonDescription> {
 public:
@@ -143,6 +145,11 @@ public:
     double get_scalar_a() override;
     double get_reference_temperature() override;
     double get_reference_pressure() override;
+    // Non-Newtonian liquids: the law named by "viscosity_law": {"type": ..., parameters by key}.
+    std::int32_t get_viscosity_law() override;
+    double get_law_number(const char* key) override;
+    void get_law_property(const char* key, host_property& property) override;
+    void get_law_array(const char* key, host_shared_array<double>& values) override;
     // Solids.
     double get_heat_value_a() override;
     double get_heat_value_b() override;

@@ -157,6 +157,13 @@ public:
 // Incompressible liquids: the pressure-based interface; density depends on temperature only.
 class I_solver__incompressible_liquid : public virtual I_solver__thermodynamics_P_H {};
 
+// Non-Newtonian liquids: the viscosity needs the shear rate.
+class I_solver__incompressible_non_newton_liquid : public virtual I_solver__incompressible_liquid {
+public:
+    // rho^2 sum(w_i mu_i(p, T, shear rate) v_i(T)^2), Pa s; shear rate in 1/s.
+    virtual double get_non_newtonian_viscosity(double p, double T, const double* Y, double shear_rate) const noexcept = 0;
+};
+
 class I_fluid_ideal_gas : public virtual I_fluid_thermodynamics {
 public:
     // p = rho R T.
