@@ -213,7 +213,7 @@ double C_incompressible_liquid_substance::get_liquid_pressure_term(double q, dou
     return (q - (rho0 - p0 / kCl2) * A) / (A / kCl2 + 1.0);
 }
 
-double C_incompressible_liquid_substance::get_liquid_volume(double p) const noexcept {
+double C_incompressible_liquid_substance::get_liquid_volume(double p, double) const noexcept {
     const C_isotherm_cavitation_liquid_substance& self = *this;
     const double rho0 = 1.0 / self.get_reference_volume();
     const double p0 = self.get_liquid_reference_pressure();

@@ -37,15 +37,17 @@ public:
     virtual double get_cp(double p, double T) const noexcept = 0;                                    // 6
     virtual double get_conductivity(double T) const noexcept = 0;                                   // 7
     virtual void get_id(std::uint8_t* out) const noexcept = 0;                                       // 8
-    virtual double get_viscosity(double T) const noexcept = 0;                                       // 9
+    // Pa s at (p, T); the incompressible component's does not depend on p.
+    virtual double get_viscosity(double p, double T) const noexcept = 0;                             // 9
     // (R T Y[1] / M_g + c_l^2 Y[0]) rho + p_0 - c_l^2 rho_0
     virtual double get_mixture_pressure(double rho, double T, const double* Y,
                                         const gas_components& G) const noexcept = 0;                 // 10
     // (q - (rho_0 - p_0 / c_l^2) A) / (A / c_l^2 + 1), A = R T Y[1] / (M_g Y[0])
     virtual double get_liquid_pressure_term(double q, double T, const double* Y,
                                             const gas_components& G) const noexcept = 0;             // 11
-    // 1 / (rho_0 + (p - p_0) / c_l^2)
-    virtual double get_liquid_volume(double p) const noexcept = 0;                                   // 12
+    // The liquid's specific volume at p (and T, for the components whose density depends on it);
+    // the incompressible component: 1 / (rho_0 + (p - p_0) / c_l^2).
+    virtual double get_liquid_volume(double p, double T) const noexcept = 0;                         // 12
     virtual double get_zero() const noexcept = 0;                                                    // 13
     virtual double get_reference_volume() const noexcept = 0;                                        // 14
     virtual double get_liquid_reference_pressure() const noexcept = 0;                               // 15
@@ -83,15 +85,17 @@ public:
     double get_cp(double p, double T) const noexcept override { return (this->*m_cp_function)(p, T); }
     double get_conductivity(double T) const noexcept override { return m_conductivity.value(T); }
     void get_id(std::uint8_t* out) const noexcept override;
-    double get_viscosity(double T) const noexcept override { return m_viscosity.value(T); }
+    double get_viscosity(double, double T) const noexcept override { return m_viscosity.value(T); }
     double get_mixture_pressure(double rho, double T, const double* Y, const gas_components& G) const noexcept override;
     double get_liquid_pressure_term(double q, double T, const double* Y, const gas_components& G) const noexcept override;
-    double get_liquid_volume(double p) const noexcept override;
+    double get_liquid_volume(double p, double T) const noexcept override;
     double get_zero() const noexcept override { return 0.0; }
     double get_reference_volume() const noexcept override { return get_volume(get_reference_temperature()); }
     double get_liquid_reference_pressure() const noexcept override { return get_reference_pressure(); }
 
     // ---- for the liquid media ----
+    // Specific volume at (p, T): the incompressible component's depends on T only.
+    double volume_at(double, double T) const noexcept { return get_volume(T); }
     // h(p, T), pressure-corrected when the corrections are on.
     double get_enthalpy(double p, double T) const noexcept { return (this->*m_enthalpy_function)(p, T); }
     // dv/dT with the rule of the expansion terms: the constant of a constant, 0 strictly outside

@@ -115,15 +115,15 @@ public:
         }
         return cp;
     }
-    double get_viscosity(double, double T, const double* Y) const noexcept override {
+    double get_viscosity(double p, double T, const double* Y) const noexcept override {
         double w[thermo::kMaxCleanedSubstances];
         thermo::clean_mass_fractions(m_count, Y, w);
-        const double rho = density(T, Y);
+        const double rho = density(p, T, Y);
         double sum = 0.0;
         for (std::int32_t i = 0; i < m_count; ++i) {
             const auto& s = component(i);
-            const double v = s.get_volume(T);
-            sum += w[i] * s.get_viscosity(T) * v * v;
+            const double v = s.volume_at(p, T);
+            sum += w[i] * s.get_viscosity(p, T) * v * v;
         }
         return rho * rho * sum;
     }
@@ -159,17 +159,17 @@ public:
         *lambda = get_conductivity(p, T, Y);
     }
     // The volume fraction.
-    double get_mole_fraction(double, double T, const double* Y, std::int32_t k) const noexcept override {
+    double get_mole_fraction(double p, double T, const double* Y, std::int32_t k) const noexcept override {
         if (k < 0 || k >= m_count) return 0.0;
         double sum = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) sum += Y[i] * component(i).get_volume(T);
-        return component(k).get_volume(T) * Y[k] / sum;
+        for (std::int32_t i = 0; i < m_count; ++i) sum += Y[i] * component(i).volume_at(p, T);
+        return component(k).volume_at(p, T) * Y[k] / sum;
     }
-    double get_mass_fraction(double, double T, const double* X, std::int32_t k) const noexcept override {
+    double get_mass_fraction(double p, double T, const double* X, std::int32_t k) const noexcept override {
         if (k < 0 || k >= m_count) return 0.0;
         double sum = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) sum += X[i] / component(i).get_volume(T);
-        return (X[k] / component(k).get_volume(T)) / sum;
+        for (std::int32_t i = 0; i < m_count; ++i) sum += X[i] / component(i).volume_at(p, T);
+        return (X[k] / component(k).volume_at(p, T)) / sum;
     }
     // 1: the dynamic pressure of an incompressible flow is rho u^2 / 2.
     double get_dynamic_pressure_factor(double, double, const double*) const noexcept override { return 1.0; }
@@ -205,7 +205,7 @@ public:
         for (std::int32_t i = 0; i < m_count; ++i) h += Y[i] * component(i).get_enthalpy(p, T);
         return h;
     }
-    double get_density(double, double T, const double* Y) const noexcept override { return density(T, Y); }
+    double get_density(double p, double T, const double* Y) const noexcept override { return density(p, T, Y); }
     double get_sound_speed(double, double, const double*) const noexcept override { return 0.0; }
     double get_drho_dp(double p, double T, const double* Y) const noexcept override {
         const double S = expansion_sum(T, Y);
@@ -228,9 +228,9 @@ protected:
         return true;
     }
 
-    double density(double T, const double* Y) const noexcept {
+    double density(double p, double T, const double* Y) const noexcept {
         double v = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) v += Y[i] * component(i).get_volume(T);
+        for (std::int32_t i = 0; i < m_count; ++i) v += Y[i] * component(i).volume_at(p, T);
         return 1.0 / v;
     }
     double raw_cp(double p, double T, const double* Y) const noexcept {
