@@ -170,6 +170,11 @@ std::int32_t CJsonDescription::query_interface(std::any& requested) {
         *p = std::shared_ptr<I_non_newtonian_description>(shared_from_this(), this);
         return 0;
     }
+    if (auto* p = std::any_cast<std::shared_ptr<I_compressible_liquid_description>>(&requested);
+        p != nullptr && m_kind == "compressible_liquid") {
+        *p = std::shared_ptr<I_compressible_liquid_description>(shared_from_this(), this);
+        return 0;
+    }
     if (auto* p = std::any_cast<std::shared_ptr<I_liquid_description>>(&requested); p != nullptr && is_liquid()) {
         *p = std::shared_ptr<I_liquid_description>(shared_from_this(), this);
         return 0;
@@ -211,6 +216,13 @@ double CJsonDescription::get_reference_pressure() { return number("reference_pre
 double CJsonDescription::get_heat_value_a() { return number("heat_value_a"); }
 double CJsonDescription::get_heat_value_b() { return number("heat_value_b"); }
 void CJsonDescription::get_heat_parameter(host_property& p) { property("heat_parameter", p); }
+
+void CJsonDescription::get_tait_b(host_property& p) { property("tait_b", p); }
+void CJsonDescription::get_tait_c(host_property& p) { property("tait_c", p); }
+void CJsonDescription::get_tait_n(host_property& p) { property("tait_n", p); }
+void CJsonDescription::get_viscosity_pressure_coefficient(host_property& p) { property("viscosity_pressure_coefficient", p); }
+double CJsonDescription::get_density_reference_pressure() { return number("density_reference_pressure"); }
+std::int32_t CJsonDescription::get_density_law() { return static_cast<std::int32_t>(number("density_law")); }
 
 std::int32_t CJsonDescription::get_viscosity_law() {
     const auto law = law_of(nlohmann::json::parse(m_json));
@@ -280,6 +292,11 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
     if (d->is_liquid()) {
         for (const char* key : {"cp", "viscosity", "conductivity", "density"}) check_property(m, key, true);
         for (const char* key : {"scalar_a", "reference_temperature", "reference_pressure"}) required_number(m, key);
+    }
+    if (d->m_kind == "compressible_liquid") {
+        for (const char* key : {"tait_b", "tait_c", "tait_n", "viscosity_pressure_coefficient"}) check_property(m, key, true);
+        required_number(m, "density_reference_pressure");
+        required_number(m, "density_law");
     }
     if (d->m_kind == "non_newtonian_liquid") {
         const auto law = law_of(m);
@@ -411,6 +428,8 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
         status = factory.CreateIncompressibleLiquidThermodynamics(descriptions, register_it, out);
     else if (medium.kind == "non_newtonian_liquid")
         status = factory.CreateNonNewtonianLiquidThermodynamics(descriptions, register_it, out);
+    else if (medium.kind == "compressible_liquid")
+        status = factory.CreateCompressibleLiquidThermodynamics(descriptions, register_it, out);
     if (status == 2) return fail(2, "media of kind " + medium.kind + " are not available in this build");
     if (status != 0) return fail(status, "the factory could not create " + medium.name + " (see the log)");
     return 0;

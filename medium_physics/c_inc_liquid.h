@@ -96,6 +96,8 @@ public:
     // ---- for the liquid media ----
     // Specific volume at (p, T): the incompressible component's depends on T only.
     double volume_at(double, double T) const noexcept { return get_volume(T); }
+    // cp at (p, T): the pressure-corrected cp.
+    double isobaric_cp(double p, double T) const noexcept { return get_cp(p, T); }
     // h(p, T), pressure-corrected when the corrections are on.
     double get_enthalpy(double p, double T) const noexcept { return (this->*m_enthalpy_function)(p, T); }
     // dv/dT with the rule of the expansion terms: the constant of a constant, 0 strictly outside

@@ -235,7 +235,7 @@ protected:
     }
     double raw_cp(double p, double T, const double* Y) const noexcept {
         double cp = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) cp += Y[i] * component(i).get_cp(p, T);
+        for (std::int32_t i = 0; i < m_count; ++i) cp += Y[i] * component(i).isobaric_cp(p, T);
         return cp;
     }
     double expansion_sum(double T, const double* Y) const noexcept {

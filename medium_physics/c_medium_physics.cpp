@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "c_comp_liquid_thermodynamics.h"
 #include "c_ideal_gas_thermodynamics.h"
 #include "c_inc_liquid_thermodynamics.h"
 #include "c_inc_nn_liquid_thermodynamics.h"
@@ -58,7 +59,7 @@ constexpr medium_loader kLoaders[] = {
     load_medium<C_ideal_gas_thermodynamics>,                 // 0
     load_medium<C_inc_liquid_thermodynamics>,                // 1
     load_medium<C_inc_non_newtonian_liquid_thermodynamics>,  // 2
-    nullptr,                                                 // 3 compressible liquid
+    load_medium<C_comp_liquid_thermodynamics>,               // 3
     nullptr,                                                 // 4 isothermal cavitation
     nullptr,                                                 // 5 real gas
     nullptr,                                                 // 6 real gas with phase change
@@ -191,8 +192,10 @@ std::int32_t C_medium_physics::CreateNonNewtonianLiquidThermodynamics(const desc
     return create_mixture<kNonNewtonianLiquidCache, C_inc_non_newtonian_liquid_thermodynamics>(
         liquids, register_it, out, "CreateNonNewtonianLiquidThermodynamics");
 }
-std::int32_t C_medium_physics::CreateCompressibleLiquidThermodynamics(const description_array&, bool, fluid_ptr&) {
-    return unavailable("CreateCompressibleLiquidThermodynamics");
+std::int32_t C_medium_physics::CreateCompressibleLiquidThermodynamics(const description_array& liquids,
+                                                                      bool register_it, fluid_ptr& out) {
+    return create_mixture<kCompLiquidCache, C_comp_liquid_thermodynamics>(liquids, register_it, out,
+                                                                          "CreateCompressibleLiquidThermodynamics");
 }
 template <std::size_t Cache, class Solid, class Out, class Build>
 std::int32_t C_medium_physics::create_solid(const std::shared_ptr<IHostDescription>& description, Out& out,

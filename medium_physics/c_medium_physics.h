@@ -16,6 +16,7 @@
 #include <tuple>
 #include <vector>
 
+#include "c_comp_liquid.h"
 #include "c_inc_liquid.h"
 #include "c_solids.h"
 #include "c_substance.h"
@@ -83,7 +84,7 @@ public:
                               substance_cache<C_perfect_gas_substance>,     // 2
                               substance_cache<C_incompressible_liquid_substance>,  // 3
                               substance_cache<C_inc_non_newtonian_liquid_substance>,  // 4
-                              substance_cache<C_unavailable_substance>,     // 5 C_compressible_liquid_substance
+                              substance_cache<C_compressible_liquid_substance>,  // 5
                               substance_cache<C_heatconducting_solid>,      // 6
                               substance_cache<C_electroconducting_solid>,   // 7
                               substance_cache<C_unavailable_substance>,     // 8 C_real_gas_substance (mode 1)

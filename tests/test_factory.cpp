@@ -250,7 +250,7 @@ TEST(Factory, LoadFailsOnRecordsItCannotRebuild) {
     EXPECT_EQ(load(*make_factory(), real_gas.out), MP_STATUS_FAILURE);
 
     // Unknown kind codes, one this build does not provide, and gas kinds whose record this is not.
-    for (std::int32_t kind : {15, -1, 3, 0, 1, 2, 12}) {
+    for (std::int32_t kind : {15, -1, 4, 0, 1, 2, 3, 12}) {
         bytes data = good;
         std::memcpy(data.data() + kind_at, &kind, 4);
         EXPECT_EQ(load(*make_factory(), data), MP_STATUS_FAILURE) << kind;
@@ -299,7 +299,7 @@ TEST(Factory, MediaOfLaterWorkAreUnsupported) {
     standalone_host::log_capture cap;
     fluid_ptr out;
     const description_array none;
-    EXPECT_EQ(f->CreateCompressibleLiquidThermodynamics(none, true, out), MP_STATUS_UNSUPPORTED);
+    EXPECT_EQ(f->CreateRealGasThermodynamics(nullptr, none, true, out), MP_STATUS_UNSUPPORTED);
     EXPECT_EQ(f->CreateSingleComponentThermodynamics(true, out), MP_STATUS_UNSUPPORTED);
     EXPECT_EQ(f->CreateFreeSurfaceVofThermodynamics(fluid_array(), true, out), MP_STATUS_UNSUPPORTED);
     EXPECT_EQ(out, nullptr);

@@ -101,3 +101,18 @@ public:
     virtual void get_law_property(const char* key, host_property& property) = 0;
     virtual void get_law_array(const char* key, host_shared_array<double>& values) = 0;
 };
+
+// The description of a compressible liquid component: the liquid data (density as rho_0(T) at the
+// density reference pressure) and its density law. Operations after those of
+// I_liquid_description, in slot order: 12 get_tait_b [Pa], 13 get_tait_c [-], 14 get_tait_n [-],
+// 15 get_viscosity_pressure_coefficient [1/Pa], 16 get_density_reference_pressure [Pa],
+// 17 get_density_law (0 logarithmic Tait, 1 power law, other values: independent of pressure).
+class I_compressible_liquid_description : public virtual I_liquid_description {
+public:
+    virtual void get_tait_b(host_property& property) = 0;
+    virtual void get_tait_c(host_property& property) = 0;
+    virtual void get_tait_n(host_property& property) = 0;
+    virtual void get_viscosity_pressure_coefficient(host_property& property) = 0;
+    virtual double get_density_reference_pressure() = 0;
+    virtual std::int32_t get_density_law() = 0;
+};

@@ -117,12 +117,15 @@ private:
 // also "heat_value_a" (density), "heat_value_b" (highest valid temperature) and "heat_parameter"
 // (specific heat). A non-Newtonian liquid adds "viscosity_law": {"type": "carreau" | "cross_wlf" |
 // "herschel_bulkley" | "power_law" | "polynomial_regression" | "high_order_regression", and the
-// law's parameters by the keys of I_non_newtonian_description}.
+// law's parameters by the keys of I_non_newtonian_description}. A compressible liquid adds the
+// properties "tait_b" [Pa], "tait_c", "tait_n", "viscosity_pressure_coefficient" [1/Pa] and the
+// numbers "density_reference_pressure" [Pa] and "density_law" (0 logarithmic, 1 power).
 // A medium is {"name", "kind", "substances": [material names], "mass_fractions": [numbers]}.
 
 // One parsed material. It is the description the media read their substance from.
 class MP_HOST_API CJsonDescription : public I_gas_description,
                                      public I_non_newtonian_description,
+                                     public I_compressible_liquid_description,
                                      public I_solid_description,
                                      public std::enable_shared_from_this<CJsonDescription> {
 public:
@@ -150,6 +153,13 @@ public:
     double get_law_number(const char* key) override;
     void get_law_property(const char* key, host_property& property) override;
     void get_law_array(const char* key, host_shared_array<double>& values) override;
+    // Compressible liquids.
+    void get_tait_b(host_property& property) override;
+    void get_tait_c(host_property& property) override;
+    void get_tait_n(host_property& property) override;
+    void get_viscosity_pressure_coefficient(host_property& property) override;
+    double get_density_reference_pressure() override;
+    std::int32_t get_density_law() override;
     // Solids.
     double get_heat_value_a() override;
     double get_heat_value_b() override;
