@@ -47,4 +47,15 @@ step "7. Water at 1 atm from 280 K to 360 K (incompressible: no gamma, M or a)"
 step "8. Copper at 400 K"
 "$cli" solid copper --T 400
 
+step "9. Blood at 310 K: its viscosity falls with the shear rate (two rates per decade)"
+# Only when the data directory has the built-in blood; props would show its mu as n/a.
+# (info is read whole first: grep -q would stop reading early, and under pipefail a writer cut off
+# by SIGPIPE would count as "no blood".)
+materials=$("$cli" info)
+if grep -qE '^  blood +non_newtonian_liquid ' <<<"$materials"; then
+    "$cli" viscosity blood --T 310 --shear 0.01:1000:2 --log
+else
+    echo "(skipped: no built-in material \"blood\" in this build's data directory)"
+fi
+
 step "Files are in $out"

@@ -675,6 +675,219 @@ TEST_F(Cli, BadPropertyRequestsExit1WithAMessage) {
     EXPECT_EQ(run("props air --T 300").exit_code, 2);  // --p is required
 }
 
+// ---- non-Newtonian and compressible liquids --------------------------------------------------------
+
+// A blood-like liquid with a Carreau law, written by the test so that it does not depend on the
+// built-in data: mu = (mu_0 - mu_inf) (1 + (lambda g)^2)^((n - 1) / 2) + mu_inf.
+const char* const kCarreauLiquid = R"({"materials": [{"name": "carreau-test", "kind": "non_newtonian_liquid",
+    "identifier": "5A0C7E21-4B3D-4F6A-9C2E-0D1B2A3C4D5E",
+    "cp": {"constant": 3617}, "viscosity": {"constant": 0.00345}, "conductivity": {"constant": 0.517},
+    "density": {"constant": 1060}, "scalar_a": 0, "reference_temperature": 310.15, "reference_pressure": 101325,
+    "viscosity_law": {"type": "carreau", "mu_zero": {"constant": 0.056}, "mu_infinity": {"constant": 0.00345},
+                      "time_constant": {"constant": 3.313}, "power_index": 0.3568}}]})";
+
+// A liquid of the compressible kind with the Tait fields; the liquid fields as for water.
+const char* const kCompressibleLiquid = R"({"materials": [{"name": "tait-test", "kind": "compressible_liquid",
+    "identifier": "5A0C7E21-4B3D-4F6A-9C2E-0D1B2A3C4D5F",
+    "cp": {"constant": 4180}, "viscosity": {"constant": 0.001}, "conductivity": {"constant": 0.6},
+    "density": {"constant": 998}, "scalar_a": 0, "reference_temperature": 293.15, "reference_pressure": 101325,
+    "tait_b": {"constant": 3.0e8}, "tait_c": {"constant": 0.0894}, "tait_n": {"constant": 7.15},
+    "viscosity_pressure_coefficient": {"constant": 0.0}, "density_reference_pressure": 101325, "density_law": 0}]})";
+
+TEST_F(Cli, ViscosityOfACarreauLiquidIsTheLawAtEachShearRate) {
+    std::ofstream(path("carreau.json")) << kCarreauLiquid;
+    const auto r = run("viscosity " + quoted(path("carreau.json")) + " --T 310 --shear 0:10:0.1 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    const auto lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 1u + 101u) << r.out;
+    EXPECT_EQ(lines[0], "shear [1/s],mu [Pa s]");
+    const auto rows = csv_rows(r.out);
+    // By hand: at 0 the law is mu_0; at 1/s 0.0532 (1 + 3.313^2)^(-0.3216) + 0.00345; at 10/s
+    // 0.0532 (1 + 33.13^2)^(-0.3216) + 0.00345. The medium mixes one component with rho^2 v^2 = 1.
+    const std::pair<std::size_t, double> expected[] = {
+        {0, 0.056}, {1, 0.05426911426552453}, {10, 0.027097651206638512}, {100, 0.008978904657012805}};
+    for (const auto& [row, mu] : expected) {
+        ASSERT_EQ(rows[row].size(), 2u);
+        EXPECT_NEAR(rows[row][0], 0.1 * static_cast<double>(row), 1e-12) << row;
+        EXPECT_NEAR(rows[row][1], mu, 1e-14) << "shear " << rows[row][0];
+    }
+    // A single rate.
+    const auto one = run("viscosity " + quoted(path("carreau.json")) + " --T 310 --shear 1 --csv");
+    ASSERT_EQ(one.exit_code, 0) << one.err;
+    ASSERT_EQ(lines_of(one.out).size(), 2u) << one.out;
+    EXPECT_NEAR(csv_rows(one.out)[0][1], 0.027097651206638512, 1e-14);
+}
+
+TEST_F(Cli, ViscosityOnALogarithmicScaleGivesPointsPerDecade) {
+    std::ofstream(path("carreau.json")) << kCarreauLiquid;
+    const std::string medium = quoted(path("carreau.json"));
+    auto r = run("viscosity " + medium + " --T 310 --shear 0.01:1000:2 --log --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto rows = csv_rows(r.out);
+    // Five decades at two points each, and TO itself.
+    ASSERT_EQ(rows.size(), 11u) << r.out;
+    const auto lines = lines_of(r.out);
+    // Whole decades come out exactly as typed.
+    EXPECT_EQ(fields(lines[1], ',')[0], "0.01");
+    EXPECT_EQ(fields(lines[3], ',')[0], "0.1");
+    EXPECT_EQ(fields(lines[5], ',')[0], "1");
+    EXPECT_EQ(fields(lines[11], ',')[0], "1000");
+    EXPECT_NEAR(rows[1][0], 0.01 * std::sqrt(10.0), 1e-15);
+    EXPECT_NEAR(rows[4][1], 0.027097651206638512, 1e-14);
+    EXPECT_NEAR(rows[8][1], 0.004707665131357552, 1e-14);
+    EXPECT_NEAR(rows[10][1], 0.0037360001626269615, 1e-14);
+
+    // Three points per decade over one decade: 1, 2.15..., 4.64..., 10.
+    EXPECT_EQ(csv_rows(run("viscosity " + medium + " --T 310 --shear 1:10:3 --log --csv").out).size(), 4u);
+    // TO between two points is not a row: 1, 10, 100 of 1:500:1.
+    EXPECT_EQ(csv_rows(run("viscosity " + medium + " --T 310 --shear 1:500:1 --log --csv").out).size(), 3u);
+
+    // The table: the medium, the state, the header, the rows.
+    r = run("viscosity " + medium + " --T 310 --shear 0.01:1000:2 --log");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto table = lines_of(r.out);
+    ASSERT_EQ(table.size(), 3u + 11u) << r.out;
+    EXPECT_EQ(table[0], "carreau-test (non_newtonian_liquid), mass fractions: carreau-test 1");
+    EXPECT_EQ(table[1], "at p = 101325 Pa, T = 310 K:");
+    EXPECT_EQ(fields(table[2], ' '), (std::vector<std::string>{"shear", "[1/s]", "mu", "[Pa", "s]"}));
+    EXPECT_EQ(fields(table[7], ' '), (std::vector<std::string>{"1", "0.02709765"})) << r.out;
+    EXPECT_EQ(table[2].size(), table[7].size()) << "right-aligned under the header:\n" << r.out;
+}
+
+TEST_F(Cli, BadViscosityRequestsExit1WithAMessage) {
+    std::ofstream(path("carreau.json")) << kCarreauLiquid;
+    const std::string nn = quoted(path("carreau.json"));
+    const std::pair<std::string, std::string> cases[] = {
+        {"viscosity water --T 300 --shear 1",
+         "medium-physics viscosity: \"water\" (kind incompressible_liquid) is not a non-Newtonian liquid: its "
+         "viscosity does not depend on the shear rate; see 'medium-physics props water --p P --T T'\n"},
+        {"viscosity air --T 300 --shear 1", "\"air\" (kind ideal_gas) is not a non-Newtonian liquid"},
+        {"viscosity copper --T 300 --shear 1", "\"copper\" is a solid"},
+        {"viscosity no-such --T 300 --shear 1", "unknown medium \"no-such\""},
+        {"viscosity " + nn + " --T 300 --shear 10:1:1",
+         "medium-physics viscosity: --shear 10:1:1: FROM must not be greater than TO\n"},
+        {"viscosity " + nn + " --T 300 --shear 0:10:0", "--shear 0:10:0: STEP must be greater than 0\n"},
+        {"viscosity " + nn + " --T 300 --shear -1:10:1", "--shear -1:10:1: shear rates must not be below 0 1/s\n"},
+        {"viscosity " + nn + " --T 300 --shear 0:10:1 --log",
+         "--shear 0:10:1 --log: logarithmic shear rates must be above 0 1/s\n"},
+        {"viscosity " + nn + " --T 300 --shear 1:10:2.5 --log",
+         "--shear 1:10:2.5 --log: POINTS (per decade) must be a whole number of at least 1\n"},
+        {"viscosity " + nn + " --T 300 --shear 1:10:0 --log", "POINTS (per decade) must be a whole number"},
+        {"viscosity " + nn + " --T 300 --shear 0:1e6:1", "--shear 0:1e6:1: about 1000001 rows; at most 100000"},
+        {"viscosity " + nn + " --T 300 --shear 1e-300:1e300:1000 --log", "too many rows; at most 100000"},
+        {"viscosity " + nn + " --T 300 --shear inf", "every value must be a finite number"},
+        {"viscosity " + nn + " --T 0 --shear 1", "--T 0: must be a finite number above 0 K\n"},
+        {"viscosity " + nn + " --T 300 --p -1 --shear 1", "--p -1: must be a finite number above 0 Pa\n"},
+        {"viscosity " + nn + " --T 300 --shear 1 --Y 0.5,0.5", "--Y has 2 values; \"carreau-test\" has 1 substance"},
+    };
+    for (const auto& [args, message] : cases) {
+        const auto r = run(args);
+        EXPECT_EQ(r.exit_code, 1) << args;
+        EXPECT_EQ(r.out, "") << args;
+        const bool whole = message.back() == '\n';
+        if (whole && message.rfind("medium-physics", 0) == 0)
+            EXPECT_EQ(r.err, message) << args;
+        else if (whole)
+            EXPECT_EQ(r.err, "medium-physics viscosity: " + message) << args;
+        else
+            EXPECT_NE(r.err.find(message), std::string::npos) << args << "\n" << r.err;
+    }
+    // Malformed rates and missing options are usage errors.
+    EXPECT_EQ(run("viscosity " + nn + " --T 300 --shear 1:10").exit_code, 2);
+    EXPECT_EQ(run("viscosity " + nn + " --T 300 --shear fast").exit_code, 2);
+    EXPECT_EQ(run("viscosity " + nn + " --T 300").exit_code, 2);
+    EXPECT_EQ(run("viscosity " + nn + " --shear 1").exit_code, 2);
+
+    const auto help = run("viscosity --help");
+    EXPECT_EQ(help.exit_code, 0);
+    EXPECT_NE(help.out.find("--shear 0.01:1000:2 --log gives 2 rates per decade"), std::string::npos) << help.out;
+}
+
+TEST_F(Cli, PropsAndInvertOfANonNewtonianLiquidShowThatMuNeedsAShearRate) {
+    std::ofstream(path("carreau.json")) << kCarreauLiquid;
+    const std::string nn = quoted(path("carreau.json"));
+    const std::string footnote = "note: mu is n/a: the viscosity of carreau-test depends on the shear rate (without "
+                                 "one the library answers 1e+40); see 'medium-physics viscosity " +
+                                 path("carreau.json") + " --T T --shear FROM:TO:STEP'";
+
+    auto r = run("props " + nn + " --p 101325 --T 300:320:10");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    auto lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 1u + 1u + 3u + 2u) << r.out;
+    for (std::size_t i = 2; i < 5; ++i) {
+        const auto f = fields(lines[i], ' ');
+        ASSERT_EQ(f.size(), 10u) << lines[i];
+        EXPECT_EQ(f[kMu], "n/a") << lines[i];
+        EXPECT_EQ(f[kRho], "1060") << lines[i];
+        EXPECT_EQ(f[kGamma] + f[kM] + f[kA], "000") << lines[i];
+        EXPECT_EQ(f[kLambda], "0.517") << lines[i];
+    }
+    EXPECT_EQ(lines[5], "note: carreau-test is an incompressible liquid: gamma, M and a are not defined for it and "
+                        "are shown as 0");
+    EXPECT_EQ(lines[6], footnote);
+
+    // Comma-separated: the library's raw answer, no notes.
+    r = run("props " + nn + " --p 101325 --T 300 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 2u) << r.out;
+    EXPECT_EQ(fields(lines[1], ',')[kMu], "1e+40");
+
+    // invert from props' own enthalpy at 300 K: the temperature back, with the same n/a and footnote.
+    const std::string h = fields(lines[1], ',')[kH];
+    r = run("invert " + nn + " --p 101325 --H " + h + " --T0 300");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(line_matching(r.out, "  mu \\[Pa s\\] +n/a"), "") << r.out;
+    EXPECT_EQ(lines_of(r.out).back(), footnote);
+    r = run("invert " + nn + " --p 101325 --H " + h + " --T0 310 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    ASSERT_EQ(lines_of(r.out).size(), 2u) << r.out;
+    const auto state = fields(lines_of(r.out)[1], ',');
+    EXPECT_NEAR(std::stod(state[0]), 300.0, 1e-6);
+    EXPECT_EQ(state[6], "1e+40");
+}
+
+// The compressible kind is new to the library: until a build provides it the commands say so and
+// nothing else; once it does, every column is what the medium answers, with a real gamma and sound
+// speed and no molar mass.
+TEST_F(Cli, PropsOfACompressibleLiquidIsWhatTheLibraryAnswersOrThatTheKindIsMissing) {
+    std::ofstream(path("tait.json")) << kCompressibleLiquid;
+    const auto r = run("props " + quoted(path("tait.json")) + " --p 101325 --T 293.15 --csv");
+    if (r.exit_code == 1) {
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, "medium-physics props: cannot create \"tait-test\" (kind compressible_liquid): this "
+                         "build does not provide media of this kind (status 2)\n");
+        return;
+    }
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 2u) << r.out;
+    const auto row = fields(lines[1], ',');
+    ASSERT_EQ(row.size(), 10u);
+    EXPECT_EQ(row[kM], "0");
+    const auto values = csv_rows(r.out)[0];
+    EXPECT_TRUE(std::isfinite(values[kGamma]) && values[kGamma] >= 1.0) << lines[1];
+    EXPECT_TRUE(std::isfinite(values[kA]) && values[kA] > 0.0) << lines[1];
+    EXPECT_NE(row[kMu], "1e+40");
+    // Tait: rho = rho_0 / (1 - C ln((B + p) / (B + p_0))), and with the density constant in T (gamma
+    // 1) a^2 = dp/drho = (B + p) (1 - C ln(...))^2 / (rho_0 C); at p_0 that is (B + p_0) / (rho_0 C).
+    const double B = 3.0e8, C = 0.0894, p0 = 101325.0, rho0 = 998.0;
+    EXPECT_NEAR(values[kRho], rho0, 1e-12 * rho0);
+    EXPECT_NEAR(values[kA], std::sqrt((B + p0) / (rho0 * C)), 1e-9 * values[kA]);
+    const auto high = run("props " + quoted(path("tait.json")) + " --p 1e7 --T 293.15 --csv");
+    ASSERT_EQ(high.exit_code, 0) << high.err;
+    const double factor = 1.0 - C * std::log((B + 1e7) / (B + p0));
+    EXPECT_NEAR(csv_rows(high.out).at(0)[kRho], rho0 / factor, 1e-9 * rho0);
+    EXPECT_NEAR(csv_rows(high.out).at(0)[kA], std::sqrt((B + 1e7) * factor * factor / (rho0 * C)), 1e-6);
+
+    const auto table = run("props " + quoted(path("tait.json")) + " --p 101325 --T 293.15");
+    ASSERT_EQ(table.exit_code, 0) << table.err;
+    EXPECT_EQ(lines_of(table.out).back(), "note: tait-test is a compressible liquid: M is not defined for it and is "
+                                          "shown as 0");
+    EXPECT_EQ(table.out.find("n/a"), std::string::npos) << table.out;
+}
+
 // ---- usage --------------------------------------------------------------------------------------
 
 TEST_F(Cli, UsageErrorsExit2AndHelpExits0) {

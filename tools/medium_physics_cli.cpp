@@ -1,9 +1,9 @@
 // medium-physics: the library's command-line program. It shows what the library knows (kind codes,
 // built-in materials and media), answers the property operations a solver calls (a fluid at given
-// p and T, a fluid from its total enthalpy, a conducting solid at T) so that the data can be looked
-// at without writing a host, writes a saved factory stream from named materials, and explains the
-// structure of a saved stream record by record, so that a damaged project file can be located to
-// the byte.
+// p and T, a fluid from its total enthalpy, a non-Newtonian liquid's viscosity over shear rates, a
+// conducting solid at T) so that the data can be looked at without writing a host, writes a saved
+// factory stream from named materials, and explains the structure of a saved stream record by
+// record, so that a damaged project file can be located to the byte.
 //
 // Exit codes: 0 success, 1 bad input or a failed operation, 2 a usage error.
 #include <CLI/CLI.hpp>
@@ -31,6 +31,7 @@
 #include <utility>
 #include <vector>
 
+#include "c_inc_nn_liquid_thermodynamics.h"
 #include "c_medium_physics.h"
 #include "c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
@@ -324,7 +325,7 @@ int run_info(const std::string& data_option) {
             std::cout << "  " << pad(m.definition.name, name_width) << "  " << pad(m.definition.kind, kind_width)
                       << "  " << pad(m.file, file_width) << "  " << substance_list(m.definition) << "\n";
         std::cout << "\n'props' and 'invert' take a medium's name, or a fluid material's name (the material alone); "
-                     "'solid' takes a solid's name.\n";
+                     "'viscosity' a non-Newtonian one's; 'solid' takes a solid's name.\n";
     }
     std::cout << "\n'" << kObsoleteCavitationName
               << "' is also accepted by 'save': the obsolete cavitation placeholder (kind 10), which needs no "
@@ -544,11 +545,11 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
     }
 }
 
-// The syntax of --T: one number, or three numbers FROM:TO:STEP. The values are judged later, where
-// a wrong one is a bad request (exit 1) rather than a malformed command line (exit 2).
-std::string check_temperature_syntax(const std::string& text) {
+// The syntax of --T and --shear: one number, or three numbers FROM:TO:STEP. The values are judged
+// later, where a wrong one is a bad request (exit 1) rather than a malformed command line (exit 2).
+std::string check_range_syntax(const std::string& text, const std::string& single) {
     const auto parts = split(text, ':');
-    if (parts.size() != 1 && parts.size() != 3) return "expected T or FROM:TO:STEP, not " + text;
+    if (parts.size() != 1 && parts.size() != 3) return "expected " + single + " or FROM:TO:STEP, not " + text;
     for (const auto part : parts)
         if (!parse_number(part))
             return "\"" + std::string(part) + "\" is not a number" + (parts.size() > 1 ? " (in " + text + ")" : "");
@@ -716,6 +717,9 @@ struct open_fluid {
     standalone_host::medium_definition definition;
     fluid_ptr medium;
     std::shared_ptr<I_solver__thermodynamics_P_H> solver;
+    // Set when the medium's viscosity depends on the shear rate: its plain viscosity is then a
+    // sentinel, not a value to show.
+    std::shared_ptr<I_solver__incompressible_non_newton_liquid> non_newtonian;
 };
 
 open_fluid open_fluid_medium(const std::string& data_option, const std::string& text) {
@@ -727,16 +731,21 @@ open_fluid open_fluid_medium(const std::string& data_option, const std::string& 
         throw command_error("the factory could not be created");
     std::string why;
     // Nothing is saved, so the medium need not be registered with the factory.
-    if (standalone_host::create_medium(*fluid.factory, data.library, fluid.definition, false, fluid.medium, &why) !=
-            MP_STATUS_OK ||
-        !fluid.medium)
-        throw command_error("cannot create \"" + fluid.definition.name + "\" (kind " + fluid.definition.kind +
-                            "): " + why);
+    const std::int32_t status =
+        standalone_host::create_medium(*fluid.factory, data.library, fluid.definition, false, fluid.medium, &why);
+    const std::string cannot = "cannot create \"" + fluid.definition.name + "\" (kind " + fluid.definition.kind + "): ";
+    // A kind the library does not build yet is not a fault of the data: say so in the words 'save' uses.
+    if (status == MP_STATUS_UNSUPPORTED)
+        throw command_error(cannot + "this build does not provide media of this kind (status 2)");
+    if (status != MP_STATUS_OK || !fluid.medium) throw command_error(cannot + why);
     std::any request = std::shared_ptr<I_solver__thermodynamics_P_H>();
     if (fluid.medium->query_interface(request) != MP_STATUS_OK)
         throw command_error("\"" + fluid.definition.name + "\" (kind " + fluid.definition.kind +
                             ") does not answer the pressure-based property operations");
     fluid.solver = std::any_cast<std::shared_ptr<I_solver__thermodynamics_P_H>>(request);
+    std::any shear = std::shared_ptr<I_solver__incompressible_non_newton_liquid>();
+    if (fluid.medium->query_interface(shear) == MP_STATUS_OK)
+        fluid.non_newtonian = std::any_cast<std::shared_ptr<I_solver__incompressible_non_newton_liquid>>(shear);
     return fluid;
 }
 
@@ -767,12 +776,37 @@ std::string describe(const standalone_host::medium_definition& medium, const std
     return medium.name + " (" + medium.kind + "), mass fractions: " + substance_list(shown);
 }
 
+// A non-Newtonian liquid is an incompressible one too: its density depends on temperature only.
 bool is_incompressible(const standalone_host::medium_definition& medium) {
-    return medium.kind == "incompressible_liquid";
+    return medium.kind == "incompressible_liquid" || medium.kind == "non_newtonian_liquid";
 }
 
 constexpr const char* kIncompressibleNote =
     "is an incompressible liquid: gamma, M and a are not defined for it and are shown as 0";
+constexpr const char* kCompressibleNote = "is a compressible liquid: M is not defined for it and is shown as 0";
+
+// What the library answers as the viscosity of a medium whose viscosity needs a shear rate. The
+// table shows "n/a" instead, so that nobody copies 1e+40 into a calculation; --csv keeps the raw
+// value, since a script must see exactly what a solver would get.
+constexpr const char* kNoShearMu = "n/a";
+
+// The footnotes under a property table, one line each.
+std::vector<std::string> notes_of(const open_fluid& fluid, const std::string& argument) {
+    std::vector<std::string> notes;
+    const std::string& name = fluid.definition.name;
+    if (is_incompressible(fluid.definition)) notes.push_back(name + " " + kIncompressibleNote);
+    if (fluid.definition.kind == "compressible_liquid") notes.push_back(name + " " + kCompressibleNote);
+    if (fluid.non_newtonian)
+        notes.push_back("mu is " + std::string(kNoShearMu) + ": the viscosity of " + name +
+                        " depends on the shear rate (without one the library answers " +
+                        table_number(C_inc_non_newtonian_liquid_thermodynamics::kViscositySentinel) +
+                        "); see 'medium-physics viscosity " + argument + " --T T --shear FROM:TO:STEP'");
+    return notes;
+}
+
+void print_notes(const std::vector<std::string>& notes) {
+    for (const auto& n : notes) std::cout << "note: " << n << "\n";
+}
 
 // ---- props --------------------------------------------------------------------------------------
 
@@ -799,15 +833,15 @@ int run_props(const std::string& data_option, const props_request& request, bool
     for (const double T : temperatures) {
         double rho = 0, h = 0, cp = 0, gamma = 0, M = 0, a = 0, mu = 0, lambda = 0;
         fluid.solver->get_properties_p_T(request.p, T, Y.data(), &rho, &h, &cp, &gamma, &M, &a, &mu, &lambda);
+        const std::string mu_text = fluid.non_newtonian && !request.csv ? std::string(kNoShearMu) : number(mu);
         rows.push_back({number(request.p), number(T), number(rho), number(h), number(cp), number(gamma), number(M),
-                        number(a), number(mu), number(lambda)});
+                        number(a), mu_text, number(lambda)});
     }
     const std::vector<std::string> headers = {"p [Pa]", "T [K]",      "rho [kg/m3]", "h [J/kg]",  "cp [J/(kg K)]",
                                               "gamma",  "M [kg/mol]", "a [m/s]",     "mu [Pa s]", "lambda [W/(m K)]"};
     if (!request.csv) std::cout << describe(fluid.definition, Y) << "\n";
     print_rows(headers, rows, request.csv);
-    if (!request.csv && is_incompressible(fluid.definition))
-        std::cout << "note: " << fluid.definition.name << " " << kIncompressibleNote << "\n";
+    if (!request.csv) print_notes(notes_of(fluid, request.medium));
     // Comma-separated output stays parseable: the library's lines go to stderr there.
     print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
     return kExitOk;
@@ -852,11 +886,96 @@ int run_invert(const std::string& data_option, const invert_request& request, bo
                   << table_number(request.T0) << " K:\n";
         std::size_t width = 0;
         for (const auto& n : names) width = std::max(width, n.size());
-        for (std::size_t i = 0; i < names.size(); ++i)
-            std::cout << "  " << pad(names[i], width) << "  " << table_number(values[i]) << "\n";
-        if (is_incompressible(fluid.definition))
-            std::cout << "note: " << fluid.definition.name << " " << kIncompressibleNote << "\n";
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            const bool no_shear_mu = fluid.non_newtonian && names[i] == "mu [Pa s]";
+            std::cout << "  " << pad(names[i], width) << "  " << (no_shear_mu ? kNoShearMu : table_number(values[i]))
+                      << "\n";
+        }
+        print_notes(notes_of(fluid, request.medium));
     }
+    print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
+    return kExitOk;
+}
+
+// ---- viscosity ----------------------------------------------------------------------------------
+
+struct viscosity_request {
+    std::string medium;
+    double p = 101325.0;
+    double T = 0.0;
+    std::string shear;
+    std::vector<double> Y;
+    bool Y_given = false;
+    bool csv = false;
+    bool log = false;
+};
+
+// The shear rates of --shear. Evenly spaced: RATE or FROM:TO:STEP, rates from 0 on, TO included
+// when a step reaches it. With --log: RATE or FROM:TO:POINTS, POINTS rates per decade at FROM
+// times 10^(k/POINTS); a viscosity curve spans decades of shear rate, and even steps would put
+// nearly every row in the last decade.
+std::vector<double> shear_rates_of(const std::string& text, bool log) {
+    const std::string option = "--shear " + text + (log ? " --log" : "");
+    const auto parts = split(text, ':');
+    std::vector<double> values;
+    for (const auto part : parts) values.push_back(parse_number(part).value_or(std::nan("")));
+    for (const double v : values)
+        if (!std::isfinite(v)) throw command_error(option + ": every value must be a finite number");
+    const double from = values[0];
+    if (log && !(from > 0.0)) throw command_error(option + ": logarithmic shear rates must be above 0 1/s");
+    if (from < 0.0) throw command_error(option + ": shear rates must not be below 0 1/s");
+    if (values.size() == 1) return values;
+
+    const double to = values[1], step = values[2];
+    if (from > to) throw command_error(option + ": FROM must not be greater than TO");
+    double rows = 0.0;
+    if (log) {
+        if (!(step >= 1.0) || step != std::floor(step))
+            throw command_error(option + ": POINTS (per decade) must be a whole number of at least 1");
+        // TO is a row when the points reach it up to rounding (log10 of 1000/0.01 may miss 5 by an ulp).
+        rows = std::floor(step * std::log10(to / from) + 1e-9) + 1.0;
+    } else {
+        if (!(step > 0.0)) throw command_error(option + ": STEP must be greater than 0");
+        rows = std::floor((to - from) / step * (1.0 + 1e-12)) + 1.0;
+    }
+    if (!(rows <= kMaxRows))
+        throw command_error(option + ": " + (std::isfinite(rows) ? "about " + table_number(rows) : "too many") +
+                            " rows; at most " + table_number(kMaxRows) +
+                            (log ? " (use fewer POINTS per decade)" : " (use a larger STEP)"));
+    std::vector<double> out;
+    for (int i = 0; i < static_cast<int>(rows); ++i) {
+        // Whole decades come out exact: pow(10, integer) is exact, so 0.01:1000:2 gives 0.1, 1, 10.
+        double rate = log ? from * std::pow(10.0, static_cast<double>(i) / step) : from + step * i;
+        if (std::fabs(rate - to) <= 1e-9 * to) rate = to;
+        out.push_back(rate);
+    }
+    return out;
+}
+
+int run_viscosity(const std::string& data_option, const viscosity_request& request, bool verbose) {
+    require_positive("--T", request.T, "K");
+    require_positive("--p", request.p, "Pa");
+    const std::vector<double> rates = shear_rates_of(request.shear, request.log);
+    captured_log log(verbose);
+    const open_fluid fluid = open_fluid_medium(data_option, request.medium);
+    if (!fluid.non_newtonian)
+        throw command_error("\"" + fluid.definition.name + "\" (kind " + fluid.definition.kind +
+                            ") is not a non-Newtonian liquid: its viscosity does not depend on the shear rate; see "
+                            "'medium-physics props " + request.medium + " --p P --T T'");
+    const std::vector<double> Y = mass_fractions_of(fluid.definition, request.Y, request.Y_given);
+    log.discard();
+
+    const auto number = request.csv ? exact_number : table_number;
+    std::vector<std::vector<std::string>> rows;
+    rows.reserve(rates.size());
+    for (const double rate : rates) {
+        const double mu = fluid.non_newtonian->get_non_newtonian_viscosity(request.p, request.T, Y.data(), rate);
+        rows.push_back({number(rate), number(mu)});
+    }
+    if (!request.csv)
+        std::cout << describe(fluid.definition, Y) << "\n"
+                  << "at p = " << table_number(request.p) << " Pa, T = " << table_number(request.T) << " K:\n";
+    print_rows({"shear [1/s]", "mu [Pa s]"}, rows, request.csv);
     print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
     return kExitOk;
 }
@@ -963,6 +1082,7 @@ int run_solid(const std::string& data_option, const std::string& name, double T,
 int main(int argc, char** argv) {
     CLI::App app{"medium-physics: the material-physics library's command-line program.\n"
                  "Shows the medium kinds and built-in materials and media, the properties of a fluid or a solid, "
+                 "the viscosity curve of a non-Newtonian liquid, "
                  "saves media into a factory stream, and explains the structure of a saved stream."};
     app.set_version_flag("--version", MP_VERSION);
     app.require_subcommand(1);
@@ -1005,7 +1125,7 @@ int main(int argc, char** argv) {
     props->add_option("--T", props_args.T, "Temperature [K], or a range FROM:TO:STEP (TO included when reached)")
         ->required()
         ->check(CLI::Validator(
-            [](std::string& text) { return check_temperature_syntax(text); }, "T|FROM:TO:STEP", "temperature"));
+            [](std::string& text) { return check_range_syntax(text, "T"); }, "T|FROM:TO:STEP", "temperature"));
     props->add_option("--Y", props_args.Y,
                       "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
         ->delimiter(',')
@@ -1015,7 +1135,9 @@ int main(int argc, char** argv) {
     props->footer("Columns: p [Pa], T [K], rho [kg/m3], h [J/kg], cp [J/(kg K)], gamma, M [kg/mol], a [m/s], "
                   "mu [Pa s], lambda [W/(m K)]. The table shows 7 significant digits; --csv gives every value "
                   "exactly (the shortest text that reads back as the same number). An incompressible liquid has "
-                  "no gamma, M or a: they are shown as 0. At most 100000 rows.\n" +
+                  "no gamma, M or a: they are shown as 0; a compressible liquid has no M (0). A non-Newtonian "
+                  "liquid's viscosity needs a shear rate: mu shows n/a (--csv: the library's 1e+40); see "
+                  "'viscosity'. At most 100000 rows.\n" +
                   medium_footer);
 
     invert_request invert_args;
@@ -1030,8 +1152,39 @@ int main(int argc, char** argv) {
     invert->add_option("--data", data_option, data_help);
     invert->footer("Prints T, rho, cp, gamma, M, a, mu, lambda and p as the library answers them, then every line "
                    "the library logged while answering (\"library: ...\"). When the iteration fails the library "
-                   "answers the start temperature T0 and logs a warning; the command still succeeds.\n" +
+                   "answers the start temperature T0 and logs a warning; the command still succeeds. A non-Newtonian "
+                   "liquid's mu shows n/a (--csv: the library's 1e+40): see 'viscosity'.\n" +
                    medium_footer);
+
+    viscosity_request viscosity_args;
+    auto* viscosity =
+        app.add_subcommand("viscosity", "A non-Newtonian liquid's viscosity over a range of shear rates at p and T");
+    viscosity->add_option("MEDIUM", viscosity_args.medium, medium_help)->required();
+    viscosity->add_option("--T", viscosity_args.T, "Temperature [K]")->required();
+    viscosity
+        ->add_option("--shear", viscosity_args.shear,
+                     "Shear rate [1/s], or FROM:TO:STEP (TO included when reached); with --log FROM:TO:POINTS, "
+                     "POINTS rates per decade")
+        ->required()
+        ->check(CLI::Validator([](std::string& text) { return check_range_syntax(text, "RATE"); },
+                               "RATE|FROM:TO:STEP", "shear rate"));
+    viscosity->add_flag("--log", viscosity_args.log,
+                        "Logarithmic shear rates: --shear FROM:TO:POINTS gives FROM*10^(k/POINTS), k = 0, 1, ... "
+                        "up to TO");
+    viscosity->add_option("--p", viscosity_args.p, "Absolute pressure [Pa]")->capture_default_str();
+    viscosity->add_option("--Y", viscosity_args.Y,
+                          "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    viscosity->add_flag("--csv", viscosity_args.csv,
+                        "Comma-separated values with a header row (library lines to stderr)");
+    viscosity->add_option("--data", data_option, data_help);
+    viscosity->footer("Columns: shear [1/s], mu [Pa s], one row per shear rate, as the medium's viscosity law "
+                      "answers (get_non_newtonian_viscosity). Evenly spaced: --shear 0:100:10 gives 0, 10, ..., 100. "
+                      "Logarithmic: --shear 0.01:1000:2 --log gives 2 rates per decade, 0.01, 0.0316..., 0.1, ..., "
+                      "1000 (11 rows; FROM above 0, POINTS a whole number). Only non-Newtonian liquids "
+                      "(kind non_newtonian_liquid) have such a curve. At most 100000 rows.\n" +
+                      medium_footer);
 
     std::string solid_name;
     double solid_T = 0.0;
@@ -1065,6 +1218,10 @@ int main(int argc, char** argv) {
             return run_props(data_option, props_args, verbose);
         }
         if (*invert) return run_invert(data_option, invert_args, verbose);
+        if (*viscosity) {
+            viscosity_args.Y_given = viscosity->count("--Y") > 0;
+            return run_viscosity(data_option, viscosity_args, verbose);
+        }
         if (*solid)
             return run_solid(data_option, solid_name, solid_T, solid_axes_values, solid->count("--axes") > 0, verbose);
     } catch (const command_error& e) {
