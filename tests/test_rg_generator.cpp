@@ -526,6 +526,41 @@ TEST(RgGenerator, LowPressureIsTheIdealGas) {
     EXPECT_LT(std::fabs(s.h - h0) / h0, 1e-6);
 }
 
+// Tabulated selector 5: inside one grid interval alpha, beta, gamma are linear in Tr, below the
+// grid quadratic, so h, s and cp must stay consistent there as for the closed forms.
+TEST(RgGenerator, TabulatedSelectorIsCaloricallyConsistent) {
+    CRGPropertyGenerator g = caloric(5);
+    const double Tr0 = 0.6, dTr = 0.05;
+    const int n = 9;  // up to Tr = 1
+    double A[n], B[n], C[n];
+    for (int i = 0; i < n; ++i) {
+        const double t = Tr0 + i * dTr;
+        A[i] = std::pow(t, -1.5);
+        B[i] = 1.0 + 0.05 * (t - 1.0);
+        C[i] = 1.0 - 0.1 * (t - 1.0);
+    }
+    const double d1[3] = {-1.5 * std::pow(Tr0, -2.5), 0.05, -0.1}, d2[3] = {3.75 * std::pow(Tr0, -3.5), 0.0, 0.0};
+    ASSERT_TRUE(g.set_tables(Tr0, dTr, n, A, B, C, d1, d2));
+    // mid-interval temperatures, and one below the grid
+    for (double Tr : {0.55, 0.625, 0.775, 0.925}) {
+        const double T = Tr * kCO2.Tc;
+        for (double p : {1e5, 2e6}) {
+            rg_state s, st[4];
+            ASSERT_TRUE(g.state_pT(p, T, s));
+            const double dT = 1e-4 * T;
+            const double off[4] = {-2 * dT, -dT, dT, 2 * dT};
+            bool same_phase = true;
+            for (int k = 0; k < 4; ++k) {
+                ASSERT_TRUE(g.state_pT(p, T + off[k], st[k]));
+                same_phase = same_phase && st[k].roots == s.roots;
+            }
+            if (!same_phase) continue;
+            const double dh = (8 * (st[2].h - st[1].h) - (st[3].h - st[0].h)) / (12 * dT);
+            EXPECT_LT(rel(s.cp, dh), 1e-6) << Tr << " " << p;
+        }
+    }
+}
+
 // ---- fits -------------------------------------------------------------------------------------------
 
 // The alpha fit inverts the binodal: given the SRK saturation pressure, the constant alpha that
