@@ -582,6 +582,17 @@ TEST(RgGenerator, AlphaFitRecoversTheModelAlpha) {
     }
 }
 
+// Below the zero-pressure threshold the volumes come from the quadratic, whose two roots are not
+// a tangent isotherm: the alpha fit stops with its two-root ERROR line.
+TEST(RgGenerator, AlphaFitOnTwoRootsIsReported) {
+    standalone_host::log_capture cap;
+    CRGPropertyGenerator g = srk(kCO2);
+    double alpha = 0, vl = 0, vg = 0;
+    EXPECT_FALSE(g.RK_calc_point_Fa_Pe_def(0.5, 1e-9, alpha, vl, vg));
+    EXPECT_EQ(cap.count("): RK_calc_point_Fa_Pe_def\n"), 1u);
+    EXPECT_EQ(g.record().selector, 3);
+}
+
 TEST(RgGenerator, BetaFitAlongAnIsochore) {
     CRGPropertyGenerator g = srk(kCH4);
     const double vr = 0.5;
