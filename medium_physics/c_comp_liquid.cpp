@@ -91,25 +91,34 @@ double C_compressible_liquid_substance::drho_dp(double p, double T) const noexce
     return 0.0;
 }
 
+C_compressible_liquid_substance::law_state C_compressible_liquid_substance::state_at(double T) const noexcept {
+    law_state s{};
+    value_and_slope(m_density, T, s.rho0, s.drho0);
+    value_and_slope(m_tait_b, T, s.B, s.dB);
+    value_and_slope(m_tait_c, T, s.C, s.dC);
+    value_and_slope(m_tait_n, T, s.N, s.dN);
+    return s;
+}
+
 double C_compressible_liquid_substance::pressure_part(double p, double T) const noexcept {
+    return pressure_part(p, T, state_at(T));
+}
+
+double C_compressible_liquid_substance::pressure_part(double p, double T, const law_state& st) const noexcept {
     if (m_density_law != 0 && m_density_law != 1) return 0.0;
-    double rho0 = 0, drho0 = 0, B = 0, dB = 0;
-    value_and_slope(m_density, T, rho0, drho0);
-    value_and_slope(m_tait_b, T, B, dB);
-    const double u = 1.0 / rho0;
-    const double du = -drho0 / (rho0 * rho0);
+    const double u = 1.0 / st.rho0;
+    const double du = -st.drho0 / (st.rho0 * st.rho0);
+    const double B = st.B, dB = st.dB;
     double x = p + B;
     if (!(x > 0.0)) x = kPressureFloor;
     const double y = m_density_reference_pressure + B;
     const double L = std::log(x / y);
     const double dp = p - m_density_reference_pressure;
     if (m_density_law == 0) {
-        double C = 0, dC = 0;
-        value_and_slope(m_tait_c, T, C, dC);
+        const double C = st.C, dC = st.dC;
         return ((C + 1.0) * dp - C * x * L) * (u - T * du) - u * T * C * dB * (dp / y - L) + (L * x - dp) * u * T * dC;
     }
-    double N = 0, dN = 0;
-    value_and_slope(m_tait_n, T, N, dN);
+    const double N = st.N, dN = st.dN;
     const double m = 1.0 / N;
     const double r = y / x;
     const double s = std::pow(r, m - 1.0);
@@ -117,6 +126,13 @@ double C_compressible_liquid_substance::pressure_part(double p, double T) const 
     return (y / (1.0 - m)) * (s - 1.0) * (u - T * du) -
            (std::pow(r, m) * ((m / (1.0 - m)) * x / y - 1.0) - (2.0 * m - 1.0) / (1.0 - m)) * dB * T * u +
            (dN / (N * N)) * T * u / (m - 1.0) * y * ((q + L) * s - q);
+}
+
+double C_compressible_liquid_substance::isobaric_cp(double p, double T) const noexcept {
+    const law_state here = state_at(T);
+    const double up = pressure_part(p, T + kCpStep, here.moved(kCpStep));
+    const double down = pressure_part(p, T - kCpStep, here.moved(-kCpStep));
+    return m_cp.value(T) + (up - down) / (2.0 * kCpStep);
 }
 
 double C_compressible_liquid_substance::get_cp(double, double T) const noexcept { return m_cp.value(T); }

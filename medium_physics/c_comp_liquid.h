@@ -52,12 +52,11 @@ public:
     // Isothermal d rho / d p at (p, T), from the law.
     double drho_dp(double p, double T) const noexcept;
     double get_enthalpy(double p, double T) const noexcept { return m_cp.integral(T) + pressure_part(p, T); }
-    // cp = dh/dT at constant p: the entered cp and the temperature derivative of the pressure part
-    // (a central difference over kCpStep, inside one segment of the tables).
+    // cp = dh/dT at constant p: the entered cp and the temperature derivative of the pressure part,
+    // taken within the table segments that hold T (the tables are linear there; at a node the
+    // pressure part jumps with the slopes, and a difference across it would mean nothing).
     static constexpr double kCpStep = 0.01;  // K
-    double isobaric_cp(double p, double T) const noexcept {
-        return m_cp.value(T) + (pressure_part(p, T + kCpStep) - pressure_part(p, T - kCpStep)) / (2.0 * kCpStep);
-    }
+    double isobaric_cp(double p, double T) const noexcept;
     // D(p, T), the pressure part of the enthalpy.
     double pressure_part(double p, double T) const noexcept;
     // dv/dT of rho_0 with the rule of the expansion terms (0 outside the table).
@@ -71,6 +70,16 @@ public:
     bool read(C_file_io& stream);
 
 private:
+    // The density law's tables at one temperature: values and segment slopes.
+    struct law_state {
+        double rho0, drho0, B, dB, C, dC, N, dN;
+        // The same segments, moved by dT along their slopes.
+        law_state moved(double dT) const noexcept {
+            return {rho0 + dT * drho0, drho0, B + dT * dB, dB, C + dT * dC, dC, N + dT * dN, dN};
+        }
+    };
+    law_state state_at(double T) const noexcept;
+    double pressure_part(double p, double T, const law_state& s) const noexcept;
     double gas_ratio(const double* Y, const gas_components& G) const noexcept;
 
     c_1d_param m_cp;

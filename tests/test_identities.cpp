@@ -17,6 +17,8 @@ struct medium_case {
     bool ideal_gas;         // p = rho R T and the isentropic sound speed apply
     double tolerance;       // relative
     const char* limitation; // what the medium does not promise, or ""
+    double cp_step = 0.0;   // K, the step of the enthalpy difference; 0: a thousandth of T
+    double round_trip = 1e-5;  // relative: T -> h -> T
 };
 
 const medium_case kCases[] = {
@@ -27,6 +29,11 @@ const medium_case kCases[] = {
      "cp under pressure uses the tabulated d2v/dT2, not the derivative of the tabulated dv/dT"},
     {"water-glycol", "liquids.json", 280.0, 365.0, 1e5, false, 1e-4, ""},
     {"engine-oil", "liquids.json", 280.0, 420.0, 1e5, false, 1e-4, ""},
+    {"blood", "complex_liquids.json", 290.0, 320.0, 1e5, false, 1e-4, ""},
+    {"water-compressible", "complex_liquids.json", 280.0, 365.0, 2e7, false, 1e-4,
+     "the pressure part of h jumps at the nodes of the Tait tables with their slopes: cp is dh/dT inside a segment, "
+     "and h near a node can be met on both of its sides",
+     1e-4, 2e-3},
 };
 
 class identities : public ::testing::TestWithParam<medium_case> {
@@ -63,7 +70,7 @@ protected:
 TEST_P(identities, CpIsTheTemperatureDerivativeOfEnthalpy) {
     const auto& c = GetParam();
     for (const double T : temperatures()) {
-        const double dT = 1e-3 * T;
+        const double dT = c.cp_step > 0.0 ? c.cp_step : 1e-3 * T;
         const double dhdT = (m->get_enthalpy(c.p, T + dT, Y.data()) - m->get_enthalpy(c.p, T - dT, Y.data())) / (2 * dT);
         const double cp = m->get_cp(c.p, T, Y.data());
         // A central difference across a table node sees the mean of two slopes; a few 1e-4 cover it.
@@ -76,10 +83,10 @@ TEST_P(identities, TemperatureRoundTrips) {
     const auto& c = GetParam();
     for (const double T : temperatures()) {
         const double h = m->get_enthalpy(c.p, T, Y.data());
-        EXPECT_NEAR(m->get_T_p_h(c.p, h, Y.data()), T, 1e-5 * T) << c.name;
+        EXPECT_NEAR(m->get_T_p_h(c.p, h, Y.data()), T, c.round_trip * T) << c.name << "; " << c.limitation;
         double r[9];
         m->get_properties_p_H(h, c.p, Y.data(), 0.0, T + 30.0, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7], &r[8]);
-        EXPECT_NEAR(r[1], T, 1e-5 * T) << c.name;
+        EXPECT_NEAR(r[1], T, c.round_trip * T) << c.name;
         EXPECT_NEAR(r[0], m->get_density(c.p, r[1], Y.data()), c.tolerance * r[0]) << c.name;
     }
 }
