@@ -7,6 +7,7 @@
 //
 // Exit codes: 0 success, 1 bad input or a failed operation, 2 a usage error.
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <any>
@@ -32,8 +33,10 @@
 #include <vector>
 
 #include "c_inc_nn_liquid_thermodynamics.h"
+#include "c_1d_param.h"
 #include "c_medium_physics.h"
 #include "c_thermodynamic_base.h"
+#include "crgpropertygenerator.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "medium_physics/host_guid.h"
 #include "medium_physics/i_medium_physics.h"
@@ -1077,6 +1080,197 @@ int run_solid(const std::string& data_option, const std::string& name, double T,
     return kExitOk;
 }
 
+
+// ---- real-gas fluids (the cubic equation of state) ---------------------------------------------
+
+// The critical data and ideal-gas heat capacities of the built-in real-gas fluids, beside the
+// material files: data/thermo/critical_properties.json (each number with its source there).
+fs::path critical_data_file() { return fs::path(MP_DATA_DIR).parent_path() / "thermo" / "critical_properties.json"; }
+
+constexpr double kMolarGasConstant = 8.314462618;  // J/(mol K), CODATA 2018
+
+struct real_gas_fluid {
+    std::string name;
+    double Tc = 0.0, Pc = 0.0, Zc = 0.0, omega = 0.0, M = 0.0;
+    bool has_Zc = false;
+    // NASA 7-coefficient cp/R on [T0, T1] and [T1, T2]; empty without ideal-gas data
+    std::vector<std::array<double, 7>> nasa7;
+    std::vector<double> ranges;
+};
+
+struct real_gas_request {
+    std::string fluid;  // empty: the explicit data below
+    double Tc = 0.0, Pc = 0.0, Zc = 0.0, omega = 0.0, M = 0.0;
+    bool Tc_given = false, Pc_given = false, Zc_given = false, omega_given = false, M_given = false;
+    std::int32_t model = 3;
+    std::string T;
+    double p = 0.0, T_point = 0.0;
+    bool csv = false;
+};
+
+std::vector<real_gas_fluid> load_real_gas_fluids() {
+    const fs::path file = critical_data_file();
+    std::ifstream in(file);
+    if (!in) throw command_error("cannot open " + file.string());
+    nlohmann::json j;
+    try {
+        j = nlohmann::json::parse(in);
+        std::vector<real_gas_fluid> fluids;
+        for (const auto& [name, e] : j.at("substances").items()) {
+            real_gas_fluid f;
+            f.name = name;
+            f.Tc = e.at("Tc").get<double>();
+            f.Pc = e.at("Pc").get<double>();
+            f.omega = e.at("omega").get<double>();
+            f.M = e.at("M").get<double>();
+            if (e.contains("Zc")) {
+                f.Zc = e.at("Zc").get<double>();
+                f.has_Zc = true;
+            }
+            if (e.contains("ideal_gas_cp")) {
+                const auto& cp = e.at("ideal_gas_cp");
+                f.ranges = cp.at("temperature_ranges").get<std::vector<double>>();
+                for (const auto& row : cp.at("nasa7")) f.nasa7.push_back(row.get<std::array<double, 7>>());
+                if (f.ranges.size() != f.nasa7.size() + 1)
+                    throw command_error(file.string() + ": " + name + ": ranges and polynomials do not match");
+            }
+            fluids.push_back(std::move(f));
+        }
+        return fluids;
+    } catch (const nlohmann::json::exception& e) {
+        throw command_error("bad data file " + file.string() + ": " + e.what());
+    }
+}
+
+// cp0 in J/(kg K) tabulated from the NASA polynomials every 10 K over their ranges (held at the
+// end values outside, as c_1d_param does).
+c_1d_param ideal_gas_cp_of(const real_gas_fluid& f) {
+    std::vector<double> T, cp;
+    const double R = kMolarGasConstant / f.M;
+    for (std::size_t r = 0; r < f.nasa7.size(); ++r) {
+        const auto& a = f.nasa7[r];
+        const double from = f.ranges[r], to = f.ranges[r + 1];
+        const int n = static_cast<int>(std::lround((to - from) / 10.0));
+        for (int i = r == 0 ? 0 : 1; i <= n; ++i) {
+            const double t = from + (to - from) * i / n;
+            T.push_back(t);
+            cp.push_back(R * (a[0] + t * (a[1] + t * (a[2] + t * (a[3] + t * a[4])))));
+        }
+    }
+    c_1d_param p;
+    p.set_table(0.0, T, cp);
+    p.prepare_integral();
+    return p;
+}
+
+// The fluid of the command line: a built-in name, or the explicit critical data (all five).
+real_gas_fluid resolve_real_gas_fluid(const real_gas_request& r) {
+    const bool any_explicit = r.Tc_given || r.Pc_given || r.omega_given || r.M_given;
+    real_gas_fluid f;
+    if (!r.fluid.empty()) {
+        if (any_explicit)
+            throw command_error("give either a fluid name or --Tc --pc --Zc --omega --M, not both");
+        const auto fluids = load_real_gas_fluids();
+        const auto it = std::find_if(fluids.begin(), fluids.end(), [&](const auto& x) { return x.name == r.fluid; });
+        if (it == fluids.end()) {
+            std::vector<std::string> names;
+            for (const auto& x : fluids) names.push_back(x.name);
+            throw command_error("unknown fluid \"" + r.fluid + "\"\nknown fluids: " + names_of(names) +
+                                " (or give --Tc --pc --Zc --omega --M)");
+        }
+        f = *it;
+    } else {
+        if (!(r.Tc_given && r.Pc_given && r.Zc_given && r.omega_given && r.M_given))
+            throw command_error("without a fluid name all of --Tc --pc --Zc --omega --M are needed");
+        f.name = "(given)";
+        f.Tc = r.Tc;
+        f.Pc = r.Pc;
+        f.omega = r.omega;
+        f.M = r.M;
+    }
+    if (r.Zc_given) {
+        f.Zc = r.Zc;
+        f.has_Zc = true;
+    }
+    if (!f.has_Zc) throw command_error(f.name + " has no critical compressibility in the data; give --Zc");
+    require_positive("--Tc", f.Tc, "K");
+    require_positive("--pc", f.Pc, "Pa");
+    require_positive("--M", f.M, "kg/mol");
+    if (!std::isfinite(f.Zc) || f.Zc <= 0.0 || f.Zc > 1.0 / 3.0 + 1e-12)
+        throw command_error("--Zc " + exact_number(f.Zc) + ": must be above 0 and at most 1/3");
+    if (!std::isfinite(f.omega)) throw command_error("--omega must be a finite number");
+    return f;
+}
+
+std::string describe_real_gas(const real_gas_fluid& f, std::int32_t model) {
+    return f.name + ": Tc = " + table_number(f.Tc) + " K, pc = " + table_number(f.Pc) + " Pa, Zc = " +
+           table_number(f.Zc) + ", omega = " + table_number(f.omega) + ", M = " + table_number(f.M) +
+           " kg/mol; cubic equation of state, model " + std::to_string(model);
+}
+
+int run_saturation(const real_gas_request& request, bool verbose) {
+    const std::vector<double> temperatures = temperatures_of(request.T);
+    const real_gas_fluid f = resolve_real_gas_fluid(request);
+    for (const double T : temperatures)
+        if (!(T < f.Tc))
+            throw command_error("--T " + request.T + ": " + exact_number(T) + " K is not below the critical temperature " +
+                                exact_number(f.Tc) + " K of " + f.name);
+    captured_log log(verbose);
+    CRGPropertyGenerator g;
+    g.set_substance(f.Tc, f.Pc, f.M, f.Zc, f.omega, request.model);
+    std::vector<std::string> lines = log.take();
+
+    const auto number = request.csv ? exact_number : table_number;
+    std::vector<std::vector<std::string>> rows;
+    for (const double T : temperatures) {
+        double psat = 0, vl = 0, vv = 0;
+        g.binodal_pont(T, psat, vl, vv);
+        const double pl = g.spinodal_p_liquid(T), pv = g.spinodal_p_vapour(T);
+        const bool failed = !(psat > 0.0 && vl > 0.0 && vv > vl);
+        if (failed && !request.csv)
+            rows.push_back({number(T), "failed", "-", "-", number(pl), number(pv)});
+        else
+            rows.push_back({number(T), number(psat), number(vl), number(vv), number(pl), number(pv)});
+        for (auto& l : log.take()) lines.push_back(std::move(l));
+    }
+    if (!request.csv) std::cout << describe_real_gas(f, request.model) << "\n";
+    print_rows({"T [K]", "psat [Pa]", "v_liquid [m3/kg]", "v_vapour [m3/kg]", "p_spinodal_liquid [Pa]",
+                "p_spinodal_vapour [Pa]"},
+               rows, request.csv);
+    print_library_lines(lines, request.csv ? std::cerr : std::cout);
+    return kExitOk;
+}
+
+int run_eos(const real_gas_request& request, bool verbose) {
+    require_positive("--p", request.p, "Pa");
+    require_positive("--T", request.T_point, "K");
+    const real_gas_fluid f = resolve_real_gas_fluid(request);
+    if (f.nasa7.empty())
+        throw command_error(f.name + " has no ideal-gas heat capacity in the data (" + critical_data_file().string() +
+                            "): its caloric properties cannot be formed; 'saturation' needs none");
+    captured_log log(verbose);
+    CRGPropertyGenerator g;
+    g.set_substance(f.Tc, f.Pc, f.M, f.Zc, f.omega, request.model);
+    g.set_ideal_gas_cp(ideal_gas_cp_of(f));
+    rg_state s;
+    const bool ok = g.state_pT(request.p, request.T_point, s);
+    const std::vector<std::string> lines = log.take();
+    if (!ok) {
+        print_library_lines(lines, std::cerr);
+        throw command_error("the state at p = " + exact_number(request.p) + " Pa, T = " + exact_number(request.T_point) +
+                            " K cannot be formed");
+    }
+    const auto number = request.csv ? exact_number : table_number;
+    if (!request.csv) std::cout << describe_real_gas(f, request.model) << "\n";
+    print_rows({"p [Pa]", "T [K]", "roots", "rho [kg/m3]", "h [J/kg]", "s [J/(kg K)]", "cp [J/(kg K)]", "a [m/s]",
+                "Z"},
+               {{number(request.p), number(request.T_point), std::to_string(s.roots), number(s.rho), number(s.h),
+                 number(s.s), number(s.cp), number(s.w), number(s.Z)}},
+               request.csv);
+    print_library_lines(lines, request.csv ? std::cerr : std::cout);
+    return kExitOk;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -1202,6 +1396,44 @@ int main(int argc, char** argv) {
                   "solid), the axes, and for a heat-conducting solid its density, highest valid temperature and "
                   "specific heat at T.");
 
+
+    const auto add_real_gas_options = [](CLI::App* cmd, real_gas_request& r) {
+        cmd->add_option("FLUID", r.fluid, "A built-in real-gas fluid (CO2, N2, CH4, H2O, R134a, C3H8, ...), or none "
+                                          "with --Tc --pc --Zc --omega --M");
+        cmd->add_option("--model", r.model, "Temperature function selector of the cubic (3: Soave)")
+            ->capture_default_str();
+        cmd->add_option("--Zc", r.Zc, "Critical compressibility (default: the fluid's; 1/3 with --model 3 is "
+                                      "Soave-Redlich-Kwong)");
+        cmd->add_option("--Tc", r.Tc, "Critical temperature [K]");
+        cmd->add_option("--pc", r.Pc, "Critical pressure [Pa]");
+        cmd->add_option("--omega", r.omega, "Acentric factor");
+        cmd->add_option("--M", r.M, "Molar mass [kg/mol]");
+        cmd->add_flag("--csv", r.csv, "Comma-separated values with a header row (library lines to stderr)");
+    };
+    real_gas_request saturation_args;
+    auto* saturation = app.add_subcommand("saturation", "A real-gas fluid's saturation line from the cubic equation "
+                                                        "of state");
+    add_real_gas_options(saturation, saturation_args);
+    saturation->add_option("--T", saturation_args.T, "Temperature [K], or a range FROM:TO:STEP (TO included when reached)")
+        ->required()
+        ->check(CLI::Validator(
+            [](std::string& text) { return check_range_syntax(text, "T"); }, "T|FROM:TO:STEP", "temperature"));
+    saturation->footer("Columns: T [K], psat [Pa], v_liquid and v_vapour [m3/kg] (the binodal by the equal-area "
+                       "rule), and the liquid and vapour spinodal pressures [Pa]. Temperatures must lie in (0, Tc). "
+                       "A row whose binodal fails shows \"failed\" and the library's lines follow the table. "
+                       "Critical data: " + critical_data_file().string() + ".");
+
+    real_gas_request eos_args;
+    auto* eos = app.add_subcommand("eos", "A real-gas fluid's single-phase state at p and T from the cubic equation of "
+                                          "state");
+    add_real_gas_options(eos, eos_args);
+    eos->add_option("--p", eos_args.p, "Absolute pressure [Pa]")->required();
+    eos->add_option("--T", eos_args.T_point, "Temperature [K]")->required();
+    eos->footer("Columns: p [Pa], T [K], roots (volume roots of the cubic at p, T: 1 or 3), and of the stable "
+                "phase rho [kg/m3], h [J/kg] (ideal-gas enthalpy from 0 K), s [J/(kg K)] (ideal gas at 298.15 K, "
+                "101325 Pa), cp [J/(kg K)], a (speed of sound) [m/s], Z = p v/(R T). Needs the fluid's ideal-gas "
+                "heat capacity.");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -1224,6 +1456,22 @@ int main(int argc, char** argv) {
         }
         if (*solid)
             return run_solid(data_option, solid_name, solid_T, solid_axes_values, solid->count("--axes") > 0, verbose);
+        if (*saturation) {
+            saturation_args.Tc_given = saturation->count("--Tc") > 0;
+            saturation_args.Pc_given = saturation->count("--pc") > 0;
+            saturation_args.Zc_given = saturation->count("--Zc") > 0;
+            saturation_args.omega_given = saturation->count("--omega") > 0;
+            saturation_args.M_given = saturation->count("--M") > 0;
+            return run_saturation(saturation_args, verbose);
+        }
+        if (*eos) {
+            eos_args.Tc_given = eos->count("--Tc") > 0;
+            eos_args.Pc_given = eos->count("--pc") > 0;
+            eos_args.Zc_given = eos->count("--Zc") > 0;
+            eos_args.omega_given = eos->count("--omega") > 0;
+            eos_args.M_given = eos->count("--M") > 0;
+            return run_eos(eos_args, verbose);
+        }
     } catch (const command_error& e) {
         std::cout.flush();
         std::cerr << "medium-physics " << app.get_subcommands().front()->get_name() << ": " << e.what() << "\n";
