@@ -12,7 +12,6 @@
 namespace {
 
 constexpr double kR = thermo::kUniversalGasConstant;
-constexpr double kCl2 = C_incompressible_liquid_substance::kLiquidSoundSpeed * C_incompressible_liquid_substance::kLiquidSoundSpeed;
 
 // The value at T and the slope of the segment that holds T (the first segment at the first point,
 // the last at the last point); the slope is 0 outside the table, where the value is held.
@@ -154,22 +153,16 @@ void C_compressible_liquid_substance::get_id(std::uint8_t* out) const noexcept {
     std::memcpy(out, identity().bytes.data(), 16);
 }
 
-double C_compressible_liquid_substance::gas_ratio(const double* Y, const gas_components& G) const noexcept {
-    double r = 0.0;
-    for (std::int32_t i = 0; i < G.size(); ++i) r += Y[1] / G[i]->molar_mass();
-    return r;
-}
-
 double C_compressible_liquid_substance::get_mixture_sound_speed(double T, const double* Y,
                                                                 const gas_components& G) const noexcept {
-    return std::sqrt(kCl2 * Y[0] + kR * T * gas_ratio(Y, G));
+    return mixture_sound_speed(T, Y, G);
 }
 
 double C_compressible_liquid_substance::get_mixture_pressure(double rho, double T, const double* Y,
                                                              const gas_components& G) const noexcept {
     const double rho0 = m_density.value(T);
     const double B = m_tait_b.value(T);
-    const double A = rho * kR * T * gas_ratio(Y, G);
+    const double A = rho * kR * T * dissolved_gas_ratio(Y, G);
     const double scale = B + m_density_reference_pressure;
     if (m_density_law == 0) return std::exp((1.0 - rho0 / (rho * Y[0])) / m_tait_c.value(T)) * scale + A - B;
     if (m_density_law == 1) return std::pow(rho * Y[0] / rho0, m_tait_n.value(T)) * scale + A - B;
@@ -178,11 +171,7 @@ double C_compressible_liquid_substance::get_mixture_pressure(double rho, double 
 
 double C_compressible_liquid_substance::get_liquid_pressure_term(double q, double T, const double* Y,
                                                                  const gas_components& G) const noexcept {
-    const C_isotherm_cavitation_liquid_substance& self = *this;  // through the operation table
-    const double rho0 = 1.0 / self.get_reference_volume();
-    const double p0 = self.get_liquid_reference_pressure();
-    const double A = kR * T * gas_ratio(Y, G) / Y[0];
-    return (q - (rho0 - p0 / kCl2) * A) / (A / kCl2 + 1.0);
+    return liquid_pressure_term(q, T, Y, G);
 }
 
 double C_compressible_liquid_substance::get_liquid_volume(double p, double T) const noexcept {

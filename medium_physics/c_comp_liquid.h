@@ -80,7 +80,6 @@ private:
     };
     law_state state_at(double T) const noexcept;
     double pressure_part(double p, double T, const law_state& s) const noexcept;
-    double gas_ratio(const double* Y, const gas_components& G) const noexcept;
 
     c_1d_param m_cp;
     c_1d_param m_viscosity;

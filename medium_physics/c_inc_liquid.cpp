@@ -185,15 +185,28 @@ void C_incompressible_liquid_substance::get_id(std::uint8_t* out) const noexcept
     std::memcpy(out, identity().bytes.data(), 16);
 }
 
-double C_incompressible_liquid_substance::gas_ratio(const double* Y, const gas_components& G) const noexcept {
+double C_isotherm_cavitation_liquid_substance::dissolved_gas_ratio(const double* Y, const gas_components& G) noexcept {
     double r = 0.0;
     for (std::int32_t i = 0; i < G.size(); ++i) r += Y[1] / G[i]->molar_mass();
     return r;
 }
 
+double C_isotherm_cavitation_liquid_substance::mixture_sound_speed(double T, const double* Y,
+                                                                   const gas_components& G) noexcept {
+    return std::sqrt(kCl2 * Y[0] + kR * T * dissolved_gas_ratio(Y, G));
+}
+
+double C_isotherm_cavitation_liquid_substance::liquid_pressure_term(double q, double T, const double* Y,
+                                                                    const gas_components& G) const noexcept {
+    const double rho0 = 1.0 / get_reference_volume();  // through the operation table
+    const double p0 = get_liquid_reference_pressure();
+    const double A = kR * T * dissolved_gas_ratio(Y, G) / Y[0];
+    return (q - (rho0 - p0 / kCl2) * A) / (A / kCl2 + 1.0);
+}
+
 double C_incompressible_liquid_substance::get_mixture_sound_speed(double T, const double* Y,
                                                                   const gas_components& G) const noexcept {
-    return std::sqrt(kCl2 * Y[0] + kR * T * gas_ratio(Y, G));
+    return mixture_sound_speed(T, Y, G);
 }
 
 double C_incompressible_liquid_substance::get_mixture_pressure(double rho, double T, const double* Y,
@@ -201,16 +214,12 @@ double C_incompressible_liquid_substance::get_mixture_pressure(double rho, doubl
     const C_isotherm_cavitation_liquid_substance& self = *this;  // through the operation table
     const double rho0 = 1.0 / self.get_reference_volume();
     const double p0 = self.get_liquid_reference_pressure();
-    return (kR * T * gas_ratio(Y, G) + kCl2 * Y[0]) * rho + p0 - kCl2 * rho0;
+    return (kR * T * dissolved_gas_ratio(Y, G) + kCl2 * Y[0]) * rho + p0 - kCl2 * rho0;
 }
 
 double C_incompressible_liquid_substance::get_liquid_pressure_term(double q, double T, const double* Y,
                                                                    const gas_components& G) const noexcept {
-    const C_isotherm_cavitation_liquid_substance& self = *this;
-    const double rho0 = 1.0 / self.get_reference_volume();
-    const double p0 = self.get_liquid_reference_pressure();
-    const double A = kR * T * gas_ratio(Y, G) / Y[0];
-    return (q - (rho0 - p0 / kCl2) * A) / (A / kCl2 + 1.0);
+    return liquid_pressure_term(q, T, Y, G);
 }
 
 double C_incompressible_liquid_substance::get_liquid_volume(double p, double) const noexcept {

@@ -51,6 +51,13 @@ public:
     virtual double get_zero() const noexcept = 0;                                                    // 13
     virtual double get_reference_volume() const noexcept = 0;                                        // 14
     virtual double get_liquid_reference_pressure() const noexcept = 0;                               // 15
+
+protected:
+    // What every component's weakly compressible view shares: Y[1] / M_g summed over the gas's
+    // components; the mixture sound speed; the liquid pressure term, through operations 14 and 15.
+    static double dissolved_gas_ratio(const double* Y, const gas_components& G) noexcept;
+    static double mixture_sound_speed(double T, const double* Y, const gas_components& G) noexcept;
+    double liquid_pressure_term(double q, double T, const double* Y, const gas_components& G) const noexcept;
 };
 
 class C_incompressible_liquid_substance : public C_substance_base, public C_isotherm_cavitation_liquid_substance {
@@ -123,7 +130,6 @@ private:
     double enthalpy_corrected(double p, double T) const noexcept;
     double enthalpy_plain(double p, double T) const noexcept;
     bool build_volume_tables(IHostMessageSink* sink);
-    double gas_ratio(const double* Y, const gas_components& G) const noexcept;
 
     c_1d_param m_cp;
     c_1d_param m_viscosity;
