@@ -6,6 +6,7 @@
 #include <new>
 
 #include "c_medium_physics.h"
+#include "crgpropertygenerator.h"
 #include "medium_physics/standalone_host.h"
 
 namespace {
@@ -122,4 +123,26 @@ TEST(NoAllocation, GasPropertyOperations) {
         EXPECT_EQ(allocations, 0u) << name;
         EXPECT_EQ(lines.load(), 1) << name;
     }
+}
+
+TEST(NoAllocation, RealGasGeneratorPointOperations) {
+    // CO2 as Soave-Redlich-Kwong: Tc 304.13 K, pc 7.3773 MPa, omega 0.22394 (the values of the
+    // project's critical data), and a constant ideal-gas cp.
+    CRGPropertyGenerator g;
+    g.set_substance(304.13, 7.3773e6, 0.0440095, 1.0 / 3.0, 0.22394, 3);
+    c_1d_param cp0;
+    cp0.set_constant(850.0);
+    g.set_ideal_gas_cp(cp0);
+    rg_state state{};
+    double out[4];
+    double psat = 0, vl = 0, vv = 0;
+    counting_scope scope;
+    for (double T = 170.0; T < 300.0; T += 10.0) g.binodal_pont(T, psat, vl, vv);
+    for (double T = 250.0; T < 600.0; T += 25.0) {
+        g.state_pT(2e6, T, state);
+        g.properties(2e6, T, out);
+    }
+    const std::size_t allocations = g_allocations;
+    g_counting = false;
+    EXPECT_EQ(allocations, 0u);
 }
