@@ -902,4 +902,110 @@ TEST_F(Cli, UsageErrorsExit2AndHelpExits0) {
     EXPECT_NE(help.out.find("obsolete cavitation placeholder (kind 10)"), std::string::npos) << help.out;
 }
 
+
+// ---- real-gas fluids: saturation and eos ------------------------------------------------------------
+
+// The data rows of comma-separated output as numbers (the header row skipped).
+std::vector<std::vector<double>> csv_numbers(const std::string& text) {
+    std::vector<std::vector<double>> rows;
+    const auto lines = lines_of(text);
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        std::vector<double> row;
+        std::istringstream in(lines[i]);
+        for (std::string cell; std::getline(in, cell, ',');) row.push_back(std::stod(cell));
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+// Soave-Redlich-Kwong (Zc = 1/3, model 3) of CO2 at 280 K against the saturation pressure of Span
+// and Wagner's reference equation (J. Phys. Chem. Ref. Data 25, 1509, 1996), 4.1607 MPa; SRK is
+// known to be good to a few percent there.
+TEST_F(Cli, SaturationOfCO2WithTheSoaveFormIsThePublishedPressure) {
+    const auto r = run("saturation CO2 --model 3 --Zc 0.333333333333333 --T 280 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(lines_of(r.out).at(0), "T [K],psat [Pa],v_liquid [m3/kg],v_vapour [m3/kg],p_spinodal_liquid [Pa],"
+                                     "p_spinodal_vapour [Pa]");
+    const auto rows = csv_numbers(r.out);
+    ASSERT_EQ(rows.size(), 1u);
+    ASSERT_EQ(rows[0].size(), 6u);
+    EXPECT_EQ(rows[0][0], 280.0);
+    EXPECT_LT(std::fabs(rows[0][1] - 4.1607e6) / 4.1607e6, 0.05) << rows[0][1];
+    // the binodal pressure lies between the spinodal pressures
+    EXPECT_LT(rows[0][4], rows[0][1]);
+    EXPECT_GT(rows[0][5], rows[0][1]);
+    EXPECT_EQ(r.err, "");
+}
+
+TEST_F(Cli, SaturationPressureRisesWithTemperatureAndTheLiquidIsDenser) {
+    for (const std::string fluid : {"CO2", "N2", "CH4", "H2O", "R134a", "C3H8"}) {
+        // 0.55 Tc to 0.95 Tc in five rows, from the fluid's critical temperature in the data
+        std::ifstream in(std::string(MP_SOURCE_DIR) + "/data/thermo/critical_properties.json");
+        const double Tc = nlohmann::json::parse(in).at("substances").at(fluid).at("Tc").get<double>();
+        const std::string range = std::to_string(0.55 * Tc) + ":" + std::to_string(0.95 * Tc) + ":" +
+                                  std::to_string(0.1 * Tc * (1 - 1e-9));
+        const auto r = run("saturation " + fluid + " --T " + range + " --csv");
+        ASSERT_EQ(r.exit_code, 0) << fluid << "\n" << r.err;
+        const auto rows = csv_numbers(r.out);
+        ASSERT_EQ(rows.size(), 5u) << fluid;
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            EXPECT_GT(rows[i][1], 0.0) << fluid;
+            EXPECT_LT(rows[i][2], rows[i][3]) << fluid << " " << rows[i][0];
+            if (i > 0) {
+                EXPECT_GT(rows[i][1], rows[i - 1][1]) << fluid << " " << rows[i][0];
+            }
+        }
+    }
+}
+
+TEST_F(Cli, SaturationFromExplicitCriticalDataEqualsTheBuiltInFluid) {
+    const auto a = run("saturation CO2 --T 250 --csv");
+    const auto b = run("saturation --Tc 304.2 --pc 7390000 --Zc 0.275 --omega 0.228 --M 0.04401 --T 250 --csv");
+    ASSERT_EQ(a.exit_code, 0) << a.err;
+    ASSERT_EQ(b.exit_code, 0) << b.err;
+    EXPECT_EQ(a.out, b.out);
+}
+
+// At 1 bar and 300 K nitrogen is nearly ideal: rho = p M/(R T) within 0.1 %.
+TEST_F(Cli, EosOfNitrogenAtLowPressureIsTheIdealGas) {
+    const auto r = run("eos N2 --p 1e5 --T 300 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(lines_of(r.out).at(0),
+              "p [Pa],T [K],roots,rho [kg/m3],h [J/kg],s [J/(kg K)],cp [J/(kg K)],a [m/s],Z");
+    const auto rows = csv_numbers(r.out);
+    ASSERT_EQ(rows.size(), 1u);
+    ASSERT_EQ(rows[0].size(), 9u);
+    EXPECT_EQ(rows[0][2], 1.0);
+    const double ideal = 1e5 * 0.028014 / (8.314462618 * 300.0);
+    EXPECT_LT(std::fabs(rows[0][3] - ideal) / ideal, 1e-3) << rows[0][3];
+    // cp near the NASA polynomial's 1039.7 J/(kg K) (gases.json), the speed of sound near
+    // sqrt(gamma R T) of the ideal gas with gamma = 1.4
+    EXPECT_LT(std::fabs(rows[0][6] - 1039.7) / 1039.7, 0.01);
+    EXPECT_LT(std::fabs(rows[0][7] - std::sqrt(1.4 * 8.314462618 / 0.028014 * 300.0)) / 353.0, 0.01);
+}
+
+TEST_F(Cli, BadRealGasRequestsExit1WithAMessage) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"saturation CO2 --T 310", "--T 310: 310 K is not below the critical temperature 304.2 K of CO2"},
+        {"saturation CO2 --T 304.2", "is not below the critical temperature"},
+        {"saturation CO2 --T 0", "the temperature must be above 0 K"},
+        {"saturation CO2 --T 250:320:10", "--T 250:320:10: 310 K is not below the critical temperature"},
+        {"saturation no-such --T 250", "unknown fluid \"no-such\"\nknown fluids: C3H8, CH4, CO2, H2O, N2, R134a"},
+        {"saturation --Tc 300 --pc 5e6 --T 250", "all of --Tc --pc --Zc --omega --M are needed"},
+        {"saturation CO2 --Tc 300 --T 250", "give either a fluid name or --Tc --pc --Zc --omega --M"},
+        {"saturation CO2 --Zc 0.5 --T 250", "--Zc 0.5: must be above 0 and at most 1/3"},
+        {"eos CO2 --p 0 --T 300", "--p 0: must be a finite number above 0 Pa"},
+        {"eos R134a --p 1e5 --T 300", "R134a has no ideal-gas heat capacity in the data"},
+    };
+    for (const auto& [args, message] : cases) {
+        const auto r = run(args);
+        EXPECT_EQ(r.exit_code, 1) << args;
+        EXPECT_EQ(r.out, "") << args;
+        EXPECT_NE(r.err.find(message), std::string::npos) << args << "\n" << r.err;
+    }
+    EXPECT_EQ(run("saturation CO2").exit_code, 2);  // --T is required
+    EXPECT_EQ(run("eos CO2 --T 300").exit_code, 2);  // --p is required
+    EXPECT_EQ(run("saturation CO2 --T hot").exit_code, 2);
+}
+
 }  // namespace
