@@ -58,4 +58,7 @@ else
     echo "(skipped: no built-in material \"blood\" in this build's data directory)"
 fi
 
+step "10. The saturation line of CO2 from the cubic equation of state (Soave temperature function)"
+"$cli" saturation CO2 --T 220:300:20
+
 step "Files are in $out"
