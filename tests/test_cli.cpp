@@ -1008,4 +1008,22 @@ TEST_F(Cli, BadRealGasRequestsExit1WithAMessage) {
     EXPECT_EQ(run("saturation CO2 --T hot").exit_code, 2);
 }
 
+
+// Model -4 takes the constant alpha multiplier, 1 when none is set: an isotherm without a loop, so
+// the binodal fails. The row says so, and the library's own lines follow the table.
+TEST_F(Cli, ARowWhoseBinodalFailsShowsItWithTheLibrarysLines) {
+    const auto r = run("saturation CO2 --model -4 --T 100");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto lines = lines_of(r.out);
+    ASSERT_GE(lines.size(), 4u);
+    EXPECT_EQ(lines[2], "  100     failed                 -                 -                       0                       0");
+    EXPECT_NE(line_matching(r.out, "library: ERROR: MediumPhysics: .*binodal_pont.*"), "") << r.out;
+    EXPECT_NE(line_matching(r.out, "library: ERROR: MediumPhysics: .*RK_spinodal.*"), "") << r.out;
+    // comma-separated: the raw numbers, the library's lines on stderr
+    const auto c = run("saturation CO2 --model -4 --T 100 --csv");
+    ASSERT_EQ(c.exit_code, 0) << c.err;
+    EXPECT_EQ(lines_of(c.out).at(1), "100,0,0,0,0,0");
+    EXPECT_NE(c.err.find("library: ERROR: MediumPhysics: "), std::string::npos) << c.err;
+}
+
 }  // namespace

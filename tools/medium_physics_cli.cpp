@@ -1,7 +1,9 @@
 // medium-physics: the library's command-line program. It shows what the library knows (kind codes,
 // built-in materials and media), answers the property operations a solver calls (a fluid at given
 // p and T, a fluid from its total enthalpy, a non-Newtonian liquid's viscosity over shear rates, a
-// conducting solid at T) so that the data can be looked at without writing a host, writes a saved
+// conducting solid at T) so that the data can be looked at without writing a host, gives the
+// saturation line and single-phase states of a real-gas fluid from the cubic equation of state
+// (critical data and ideal-gas cp0 from data/thermo/critical_properties.json), writes a saved
 // factory stream from named materials, and explains the structure of a saved stream record by
 // record, so that a damaged project file can be located to the byte.
 //
@@ -1277,6 +1279,7 @@ int main(int argc, char** argv) {
     CLI::App app{"medium-physics: the material-physics library's command-line program.\n"
                  "Shows the medium kinds and built-in materials and media, the properties of a fluid or a solid, "
                  "the viscosity curve of a non-Newtonian liquid, "
+                 "the saturation line and states of a real-gas fluid from the cubic equation of state, "
                  "saves media into a factory stream, and explains the structure of a saved stream."};
     app.set_version_flag("--version", MP_VERSION);
     app.require_subcommand(1);
@@ -1420,7 +1423,8 @@ int main(int argc, char** argv) {
             [](std::string& text) { return check_range_syntax(text, "T"); }, "T|FROM:TO:STEP", "temperature"));
     saturation->footer("Columns: T [K], psat [Pa], v_liquid and v_vapour [m3/kg] (the binodal by the equal-area "
                        "rule), and the liquid and vapour spinodal pressures [Pa]. Temperatures must lie in (0, Tc). "
-                       "A row whose binodal fails shows \"failed\" and the library's lines follow the table. "
+                       "A row whose binodal fails shows \"failed\" (--csv: the library's zeros) and the library's lines "
+                       "follow the table (--csv: on stderr); the command still succeeds. "
                        "Critical data: " + critical_data_file().string() + ".");
 
     real_gas_request eos_args;
