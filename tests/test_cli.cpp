@@ -1026,4 +1026,15 @@ TEST_F(Cli, ARowWhoseBinodalFailsShowsItWithTheLibrarysLines) {
     EXPECT_NE(c.err.find("library: ERROR: MediumPhysics: "), std::string::npos) << c.err;
 }
 
+// Far below Tc the equation's saturation pressure lies under the binodal's lowest pressure
+// (about 1e-8 pc); the table says so instead of passing the bound off as psat.
+TEST_F(Cli, SaturationFarBelowTcNotesTheBinodalsLowestPressure) {
+    const auto r = run("saturation CO2 --T 40");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_EQ(lines_of(r.out).back(), "note: psat at T = 40 K is the binodal's lowest pressure (about 1e-8 pc): the "
+                                      "saturation pressure of the equation lies below it");
+    const auto ok = run("saturation CO2 --T 220");
+    EXPECT_EQ(ok.out.find("note:"), std::string::npos) << ok.out;
+}
+
 }  // namespace

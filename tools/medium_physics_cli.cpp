@@ -1090,6 +1090,8 @@ int run_solid(const std::string& data_option, const std::string& name, double T,
 fs::path critical_data_file() { return fs::path(MP_DATA_DIR).parent_path() / "thermo" / "critical_properties.json"; }
 
 constexpr double kMolarGasConstant = 8.314462618;  // J/(mol K), CODATA 2018
+// A saturation pressure at or below this fraction of pc is the binodal's lower bound.
+constexpr double kBinodalFloorFraction = 1.0001e-8;
 
 struct real_gas_fluid {
     std::string name;
@@ -1224,9 +1226,16 @@ int run_saturation(const real_gas_request& request, bool verbose) {
 
     const auto number = request.csv ? exact_number : table_number;
     std::vector<std::vector<std::string>> rows;
+    std::vector<std::string> notes;
     for (const double T : temperatures) {
         double psat = 0, vl = 0, vv = 0;
         g.binodal_pont(T, psat, vl, vv);
+        // The binodal's bisection does not go below about 1e-8 pc: far below Tc its answer is that
+        // bound, not the saturation pressure.
+        if (psat > 0.0 && psat <= kBinodalFloorFraction * f.Pc)
+            notes.push_back("psat at T = " + table_number(T) +
+                            " K is the binodal's lowest pressure (about 1e-8 pc): the saturation pressure of the "
+                            "equation lies below it");
         const double pl = g.spinodal_p_liquid(T), pv = g.spinodal_p_vapour(T);
         const bool failed = !(psat > 0.0 && vl > 0.0 && vv > vl);
         if (failed && !request.csv)
@@ -1239,6 +1248,7 @@ int run_saturation(const real_gas_request& request, bool verbose) {
     print_rows({"T [K]", "psat [Pa]", "v_liquid [m3/kg]", "v_vapour [m3/kg]", "p_spinodal_liquid [Pa]",
                 "p_spinodal_vapour [Pa]"},
                rows, request.csv);
+    if (!request.csv) print_notes(notes);
     print_library_lines(lines, request.csv ? std::cerr : std::cout);
     return kExitOk;
 }
@@ -1424,7 +1434,8 @@ int main(int argc, char** argv) {
     saturation->footer("Columns: T [K], psat [Pa], v_liquid and v_vapour [m3/kg] (the binodal by the equal-area "
                        "rule), and the liquid and vapour spinodal pressures [Pa]. Temperatures must lie in (0, Tc). "
                        "A row whose binodal fails shows \"failed\" (--csv: the library's zeros) and the library's lines "
-                       "follow the table (--csv: on stderr); the command still succeeds. "
+                       "follow the table (--csv: on stderr); the command still succeeds. Far below Tc a psat at the "
+                       "binodal's lowest pressure (about 1e-8 pc) is noted under the table. "
                        "Critical data: " + critical_data_file().string() + ".");
 
     real_gas_request eos_args;
