@@ -1037,4 +1037,26 @@ TEST_F(Cli, SaturationFarBelowTcNotesTheBinodalsLowestPressure) {
     EXPECT_EQ(ok.out.find("note:"), std::string::npos) << ok.out;
 }
 
+// With Zc = 1/3 and model 3 the compressibility factor is Soave-Redlich-Kwong's, computed here
+// from the classic form Z^3 - Z^2 + (A - B - B^2) Z - A B = 0 by Newton from the ideal gas.
+TEST_F(Cli, EosWithTheSoaveFormGivesSoaveRedlichKwongsCompressibility) {
+    const double Tc = 304.2, pc = 7.39e6, omega = 0.228, p = 5e6, T = 350.0;  // CO2 of the data file
+    const auto r = run("eos CO2 --Zc 0.333333333333333 --model 3 --p 5e6 --T 350 --csv");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto rows = csv_numbers(r.out);
+    ASSERT_EQ(rows.size(), 1u);
+    const double k = std::cbrt(2.0) - 1.0, Oa = 1.0 / (9.0 * k), Ob = k / 3.0;
+    const double Tr = T / Tc, Pr = p / pc, m = 0.48 + 1.574 * omega - 0.176 * omega * omega;
+    const double alpha = std::pow(1.0 + m * (1.0 - std::sqrt(Tr)), 2);
+    const double A = Oa * alpha * Pr / (Tr * Tr), B = Ob * Pr / Tr;
+    double Z = 1.0;
+    for (int i = 0; i < 50; ++i) {
+        const double f = ((Z - 1.0) * Z + (A - B - B * B)) * Z - A * B;
+        const double df = (3.0 * Z - 2.0) * Z + (A - B - B * B);
+        Z -= f / df;
+    }
+    EXPECT_EQ(rows[0][2], 1.0);
+    EXPECT_LT(std::fabs(rows[0][8] - Z) / Z, 1e-9) << rows[0][8] << " " << Z;
+}
+
 }  // namespace
