@@ -42,19 +42,7 @@ bool C_compressible_liquid_substance::init(I_compressible_liquid_description& d,
         return param_from_host(p, into, name(), what, sink);
     };
     // The four liquid properties come through the liquid description's operations.
-    host_property p;
-    d.get_cp(p);
-    if (!param_from_host(p, m_cp, name(), "cp", sink)) return false;
-    m_cp.prepare_integral();
-    p = host_property{};
-    d.get_viscosity(p);
-    if (!param_from_host(p, m_viscosity, name(), "viscosity", sink)) return false;
-    p = host_property{};
-    d.get_conductivity(p);
-    if (!param_from_host(p, m_conductivity, name(), "conductivity", sink)) return false;
-    p = host_property{};
-    d.get_density(p);
-    if (!param_from_host(p, m_density, name(), "density", sink)) return false;
+    if (!read_liquid_properties(d, name(), sink, m_cp, m_viscosity, m_conductivity, m_density)) return false;
     if (!take(&I_compressible_liquid_description::get_tait_b, m_tait_b, "Tait B") ||
         !take(&I_compressible_liquid_description::get_tait_c, m_tait_c, "Tait C") ||
         !take(&I_compressible_liquid_description::get_tait_n, m_tait_n, "Tait N") ||

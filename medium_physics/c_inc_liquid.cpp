@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
@@ -15,25 +16,30 @@ constexpr double kR = thermo::kUniversalGasConstant;
 constexpr double kCl2 = C_incompressible_liquid_substance::kLiquidSoundSpeed * C_incompressible_liquid_substance::kLiquidSoundSpeed;
 }  // namespace
 
+bool read_liquid_properties(I_liquid_description& d, const CHostString& name, IHostMessageSink* sink, c_1d_param& cp,
+                            c_1d_param& viscosity, c_1d_param& conductivity, c_1d_param& density) {
+    const std::pair<void (I_liquid_description::*)(host_property&), std::pair<c_1d_param*, const char*>> parts[] = {
+        {&I_liquid_description::get_cp, {&cp, "cp"}},
+        {&I_liquid_description::get_viscosity, {&viscosity, "viscosity"}},
+        {&I_liquid_description::get_conductivity, {&conductivity, "conductivity"}},
+        {&I_liquid_description::get_density, {&density, "density"}},
+    };
+    for (const auto& [get, into] : parts) {
+        host_property p;
+        (d.*get)(p);
+        if (!param_from_host(p, *into.first, name, into.second, sink)) return false;
+    }
+    cp.prepare_integral();  // the enthalpy is its integral
+    return true;
+}
+
 bool C_incompressible_liquid_substance::init(I_liquid_description& d, IHostMessageSink* sink) {
     if (!init_from_description(d, sink)) {
         mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n",
                      MP_THIS_SOURCE, __LINE__, name().to_utf8().c_str());
         return false;
     }
-    host_property p;
-    d.get_cp(p);
-    if (!param_from_host(p, m_cp, name(), "cp", sink)) return false;
-    m_cp.prepare_integral();
-    p = host_property{};
-    d.get_viscosity(p);
-    if (!param_from_host(p, m_viscosity, name(), "viscosity", sink)) return false;
-    p = host_property{};
-    d.get_conductivity(p);
-    if (!param_from_host(p, m_conductivity, name(), "conductivity", sink)) return false;
-    p = host_property{};
-    d.get_density(p);
-    if (!param_from_host(p, m_density, name(), "density", sink)) return false;
+    if (!read_liquid_properties(d, name(), sink, m_cp, m_viscosity, m_conductivity, m_density)) return false;
     m_scalar_a = d.get_scalar_a();
     m_reference_temperature = d.get_reference_temperature();
     m_reference_pressure = d.get_reference_pressure();

@@ -20,6 +20,11 @@
 #include "c_nn_viscosity_models.h"
 #include "c_substance.h"
 
+// Reads the four properties every liquid component has (cp, viscosity, conductivity, density)
+// from its description, cp with its integral prepared. False, with a log line, for an unusable table.
+bool read_liquid_properties(I_liquid_description& description, const CHostString& name, IHostMessageSink* sink,
+                            c_1d_param& cp, c_1d_param& viscosity, c_1d_param& conductivity, c_1d_param& density);
+
 // The gas dissolved in a liquid: the components of its gas description (one, in practice).
 using gas_components = host_shared_array<std::shared_ptr<C_ideal_gas_substance>>;
 
