@@ -38,7 +38,7 @@ asan: deps
 	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS) -LE install
 
 tsan: deps
-	@cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Debug -DMP_SANITIZE=thread -DMP_BUILD_BENCH=OFF -DMP_BUILD_EXAMPLES=OFF -DMP_BUILD_TOOLS=OFF > build-tsan.configure.log 2>&1 || (cat build-tsan.configure.log; exit 1)
+	@cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Debug -DMP_SANITIZE=thread -DMP_OPENMP=OFF -DMP_BUILD_BENCH=OFF -DMP_BUILD_EXAMPLES=OFF -DMP_BUILD_TOOLS=OFF > build-tsan.configure.log 2>&1 || (cat build-tsan.configure.log; exit 1)
 	@cmake --build build-tsan -j $(JOBS) --target mp_concurrency_tests
 	@cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -L concurrency
 

@@ -1,16 +1,19 @@
 // What the library shares between threads: the memory-watcher proxy created on first use, pooled
-// allocations reported from many threads, and the log. Built alone under ThreadSanitizer.
+// allocations reported from many threads, the log, and the real-gas table patches made on first
+// lookup. Built alone under ThreadSanitizer (without OpenMP, whose runtime it cannot see).
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 #include <vector>
 
+#include "c_2d_property.h"
 #include "c_medium_physics.h"
 #include "c_memory_pool.h"
 #include "medium_physics/standalone_host.h"
 #include "mp_log.h"
 #include "mp_settings.h"
+#include "rg_analytic_generator.h"
 
 namespace {
 constexpr int kThreads = 8;
@@ -104,4 +107,43 @@ TEST(Concurrency, OneGasMediumServesManyThreadsIdentically) {
         });
     for (auto& t : threads) t.join();
     for (const auto& r : results) EXPECT_EQ(r, reference);
+}
+
+// Many threads look up the same empty patches at once: every patch is filled exactly once (one
+// fill asks the generator for the centre and the 101 x 101 nodes), and every thread reads the
+// same values.
+TEST(Concurrency, RealGasPatchesAreFilledOnceUnderRace) {
+    auto g = std::make_shared<analytic_generator>();
+    g->curvature = 0.25;
+    C_2d_RG_property_regular table(g, 10.0, 20.0, 200.0, 400.0);
+    constexpr int kPoints = 64;
+    std::vector<std::vector<double>> seen(kThreads);
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i)
+        threads.emplace_back([&, i] {
+            ready.fetch_add(1);
+            while (ready.load() < kThreads) {
+            }
+            auto& mine = seen[static_cast<std::size_t>(i)];
+            // the points lie in 16 patches; each thread walks them in its own order
+            for (int n = 0; n < kPoints; ++n) {
+                const int k = (n + 7 * i) % kPoints;
+                double out[4];
+                table.lookup(10.3 + 0.6 * (k % 16), 205.0 + 3.0 * (k / 4), out);
+                mine.push_back(out[0]);
+                mine.push_back(out[3]);
+            }
+            std::vector<double> ordered(mine.size());
+            for (int n = 0; n < kPoints; ++n) {
+                const int k = (n + 7 * i) % kPoints;
+                ordered[static_cast<std::size_t>(2 * k)] = mine[static_cast<std::size_t>(2 * n)];
+                ordered[static_cast<std::size_t>(2 * k + 1)] = mine[static_cast<std::size_t>(2 * n + 1)];
+            }
+            mine.swap(ordered);
+        });
+    for (auto& t : threads) t.join();
+    const std::int32_t filled = table.patches_filled();
+    EXPECT_EQ(g->calls.load(), static_cast<std::int64_t>(filled) * (1 + 101 * 101));
+    for (int i = 1; i < kThreads; ++i) EXPECT_EQ(seen[static_cast<std::size_t>(i)], seen[0]) << i;
 }

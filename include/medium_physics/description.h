@@ -116,3 +116,28 @@ public:
     virtual double get_density_reference_pressure() = 0;
     virtual std::int32_t get_density_law() = 0;
 };
+
+// The description of a pure real-gas substance on the cubic equation of state. Operations after
+// those of IHostDescription, in slot order: 5 get_critical_temperature [K],
+// 6 get_critical_pressure [Pa], 7 get_critical_compressibility [-], 8 get_acentric_factor [-],
+// 9 get_molar_mass [kg/mol], 10 get_ideal_gas_cp [J/(kg K)], 11 get_model (the equation-of-state
+// selector), 12 get_generator_kind (0 the cubic equation of state), 13 get_table_temperatures
+// (Tmin, Tmax [K]), 14 get_table_pressures (pmin, pmax [Pa]), 15 get_low_temperature_extension
+// (0 off), 16 get_floor_temperature [K] (0: half the lowest table temperature),
+// 17 get_data_source (a description of where the data come from).
+class I_real_gas_description : public virtual IHostDescription {
+public:
+    virtual double get_critical_temperature() = 0;
+    virtual double get_critical_pressure() = 0;
+    virtual double get_critical_compressibility() = 0;
+    virtual double get_acentric_factor() = 0;
+    virtual double get_molar_mass() = 0;
+    virtual void get_ideal_gas_cp(host_property& property) = 0;
+    virtual std::int32_t get_model() = 0;
+    virtual std::int32_t get_generator_kind() = 0;
+    virtual void get_table_temperatures(double& T_min, double& T_max) = 0;
+    virtual void get_table_pressures(double& p_min, double& p_max) = 0;
+    virtual std::int32_t get_low_temperature_extension() = 0;
+    virtual double get_floor_temperature() = 0;
+    virtual void get_data_source(CHostString& source) = 0;
+};
