@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -16,6 +17,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "c_nn_viscosity_models.h"
 #include "medium_physics/standalone_host.h"
 
 namespace {
@@ -74,6 +76,34 @@ double power_law(const json& law, double T, double g) {
     if (law.value("use_low_shear_limit", 0) != 0) mu = n < 1.0 ? std::min(mu, at(law.at("low_shear_limit"), T)) : mu;
     if (law.value("use_high_shear_limit", 0) != 0) mu = n < 1.0 ? std::max(mu, at(law.at("high_shear_limit"), T)) : mu;
     return mu;
+}
+
+// The Cross-WLF law written out in its usual injection-moulding form: T* = D2 + D3 p,
+// A2(p) = A2 + D3 p, mu_0 = D1 exp(-A1 (T - T*) / (A2(p) + T - T*)),
+// mu = mu_0 / (1 + (mu_0 g / tau*)^(1 - n)).
+double cross_wlf(const json& law, double p, double T, double g) {
+    const double D3 = law.at("D3").get<double>();
+    const double T_star = law.at("D2").get<double>() + D3 * p;
+    const double mu_0 = law.at("D1").get<double>() *
+                        std::exp(-law.at("A1").get<double>() * (T - T_star) /
+                                 (law.at("A2").get<double>() + D3 * p + (T - T_star)));
+    const double n = law.at("power_index").get<double>();
+    return mu_0 / (1.0 + std::pow(mu_0 * g / law.at("tau_star").get<double>(), 1.0 - n));
+}
+
+// The viscosity law the library builds from the material's description, as the media build it.
+std::unique_ptr<INonNewtonLiquidModel> library_law(const std::string& name) {
+    for (const auto& d : standalone_host::load_materials(kFile)) {
+        CHostString n;
+        d->get_name(n);
+        if (n.to_utf8() != name) continue;
+        const char* why = "";
+        auto law = build_nn_law(*d, why);
+        EXPECT_NE(law, nullptr) << name << ": " << why;
+        return law;
+    }
+    ADD_FAILURE() << "no material " << name;
+    return nullptr;
 }
 
 // The density of a compressible liquid by its law (0: logarithmic Tait, natural logarithm).
@@ -253,6 +283,58 @@ TEST(ComplexLiquidData, HpmcPowerLawAgainstSteffesRheogram) {
     }
     // The Newtonian viscosity of the material is the low-shear limit.
     EXPECT_DOUBLE_EQ(at(m.at("viscosity"), T), at(law.at("low_shear_limit"), T));
+}
+
+// ---- polystyrene melt -------------------------------------------------------------------------
+
+// Cross-WLF parameters of polystyrene Styron 678E as the openInjMoldSim data set gives them
+// ('Vietri 2011'): n = 0.252, tau* = 30800 Pa, D1 = 4.76e10 Pa s, D2 = 373.15 K, D3 = 0,
+// A1 = 25.7, A2 = 61.06 K. By hand at 230 C (503.15 K) and 1000 1/s: T - T* = 130 K,
+// A1 130 / (61.06 + 130) = 3341 / 191.06 = 17.486653, exp(-17.486653) = 2.544737e-8,
+// mu_0 = 4.76e10 * 2.544737e-8 = 1211.2949 Pa s; mu_0 g / tau* = 1211294.9 / 30800 = 39.32775,
+// 39.32775^0.748 = 15.58960, mu = 1211.2949 / 16.58960 = 73.01531 Pa s. At 200 C (473.15 K) and
+// 100 1/s: 25.7 * 100 / 161.06 = 15.956786, mu_0 = 4.76e10 * 1.175048e-7 = 5593.2305 Pa s,
+// 5593.2305 * 100 / 30800 = 18.15984, 18.15984^0.748 = 8.74613, mu = 5593.2305 / 9.74613
+// = 573.8926 Pa s.
+TEST(ComplexLiquidData, PolystyreneCrossWlfAgainstTheParametersByHand) {
+    const auto& m = material("polystyrene-melt");
+    const auto& law = m.at("viscosity_law");
+    ASSERT_EQ(law.at("type"), "cross_wlf");
+    EXPECT_DOUBLE_EQ(law.at("power_index").get<double>(), 0.252);
+    EXPECT_DOUBLE_EQ(law.at("tau_star").get<double>(), 30800.0);
+    EXPECT_DOUBLE_EQ(law.at("D1").get<double>(), 4.76e10);
+    EXPECT_DOUBLE_EQ(law.at("D2").get<double>(), 373.15);
+    EXPECT_DOUBLE_EQ(law.at("D3").get<double>(), 0.0);
+    EXPECT_DOUBLE_EQ(law.at("A1").get<double>(), 25.7);
+    EXPECT_DOUBLE_EQ(law.at("A2").get<double>(), 61.06);
+    expect_relative(cross_wlf(law, 101325.0, 503.15, 1000.0), 73.01531, 1e-6, "PS at 230 C, 1000 1/s");
+    expect_relative(cross_wlf(law, 101325.0, 473.15, 100.0), 573.8926, 1e-6, "PS at 200 C, 100 1/s");
+    // The library's law, built from the file, means the same: its A2 is the zero-pressure A2 and
+    // T* = D2 + D3 p. With D3 = 0 the pressure changes nothing.
+    const auto lib = library_law("polystyrene-melt");
+    ASSERT_NE(lib, nullptr);
+    expect_relative(lib->viscosity(101325.0, 503.15, 1000.0), 73.01531, 1e-6, "library, 230 C, 1000 1/s");
+    expect_relative(lib->viscosity(101325.0, 473.15, 100.0), 573.8926, 1e-6, "library, 200 C, 100 1/s");
+    EXPECT_EQ(lib->viscosity(1e8, 503.15, 1000.0), lib->viscosity(1e5, 503.15, 1000.0));
+    // Towards rest the law approaches mu_0 (within 0.1 % at 1e-4 1/s).
+    expect_relative(lib->viscosity(1e5, 503.15, 1e-4), 1211.2949, 1e-3, "library, 230 C, at rest");
+}
+
+// The Newtonian viscosity is the law's zero-shear viscosity (nodes of the table, and the constant
+// at 503.15 K); the density is the reciprocal of the data set's zero-pressure Tait melt volume
+// v = 9.76e-4 + 5.8e-7 (T - 373) m3/kg.
+TEST(ComplexLiquidData, PolystyreneNewtonianViscosityAndDensityFollowTheirDerivation) {
+    const auto& m = material("polystyrene-melt");
+    const auto& law = m.at("viscosity_law");
+    const auto& mu = m.at("viscosity");
+    for (const double T : mu.at("table").at("T").get<std::vector<double>>())
+        expect_relative(at(mu, T), cross_wlf(law, 101325.0, T, 0.0), 5e-5, "mu_0 at " + std::to_string(T));
+    expect_relative(mu.at("constant").get<double>(), cross_wlf(law, 101325.0, 503.15, 0.0), 5e-5, "mu_0 at 503.15 K");
+    const auto& rho = m.at("density");
+    for (const double T : rho.at("table").at("T").get<std::vector<double>>())
+        expect_relative(at(rho, T), 1.0 / (9.76e-4 + 5.8e-7 * (T - 373.0)), 1e-4, "rho at " + std::to_string(T));
+    expect_relative(at(rho, 503.15), 1.0 / (9.76e-4 + 5.8e-7 * 130.15), 1e-3, "rho at 503.15 K");
+    EXPECT_DOUBLE_EQ(m.at("reference_temperature").get<double>(), 503.15);
 }
 
 // ---- compressible water -----------------------------------------------------------------------
