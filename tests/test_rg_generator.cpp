@@ -7,6 +7,7 @@
 #include <cmath>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -736,6 +737,54 @@ TEST(RgGenerator, RecordRoundTrip) {
     C_file_io bad;
     bad.open_memory(bytes);
     EXPECT_FALSE(h.read(bad));
+}
+
+
+// ---- R134a's ideal-gas heat capacity (data/thermo/critical_properties.json) --------------------
+
+// The table against the ideal-gas part of Tillner-Roth and Baehr's equation of state (J. Phys.
+// Chem. Ref. Data 23, 657, 1994), written out here: phi0 = ... + a3 ln(tau) + a4 tau^-1/2
+// + a5 tau^-3/4, tau = 374.18 K / T, a3 = -1.629789, a4 = -9.723916, a5 = -3.927170, so
+// cp0/R = 1 + a3 - 3/4 a4 tau^-1/2 - 21/16 a5 tau^-3/4, with R = 8.314471 J/(mol K) and
+// M = 102.032 g/mol. Then against published values the table was not made from: Poling,
+// Prausnitz and O'Connell, The Properties of Gases and Liquids, 5th ed. (2001), Appendix A, list
+// 86.64 J/(mol K) at 298.15 K (849.1 J/(kg K); an older correlation, 1.9 % above; read as the
+// chemicals library transcribes it); Tillner-Roth and Baehr's Table 9 (as pychemqt's tests quote
+// it) gives the real-gas cp at low pressure, 0.8501 kJ/(kg K) at 305 K and 30 kPa and
+// 1.0688 kJ/(kg K) at 440 K and 40 kPa, which the ideal-gas cp0 must lie just below.
+TEST(RgGenerator, R134aIdealGasCpIsTillnerRothAndBaehrs) {
+    std::ifstream in(std::string(MP_SOURCE_DIR) + "/data/thermo/critical_properties.json");
+    const nlohmann::json j = nlohmann::json::parse(in);
+    const auto& e = j.at("substances").at("R134a");
+    ASSERT_TRUE(e.contains("ideal_gas_cp"));
+    const auto& table = e.at("ideal_gas_cp").at("table");
+    const auto T = table.at("T").get<std::vector<double>>();
+    const auto cp = table.at("value").get<std::vector<double>>();
+    ASSERT_EQ(T.size(), cp.size());
+    ASSERT_GE(T.size(), 2u);
+    EXPECT_EQ(T.front(), 170.0);  // the formulation's range
+    EXPECT_EQ(T.back(), 455.0);
+    const auto formula = [](double t) {
+        const double tau = 374.18 / t;
+        return (1.0 - 1.629789 + 0.75 * 9.723916 / std::sqrt(tau) + 1.3125 * 3.927170 * std::pow(tau, -0.75)) *
+               8.314471 / 0.102032;
+    };
+    for (std::size_t i = 0; i < T.size(); ++i) {
+        if (i > 0) {
+            EXPECT_GT(T[i], T[i - 1]);
+        }
+        EXPECT_NEAR(cp[i], formula(T[i]), 0.006) << T[i];
+    }
+    c_1d_param cp0;
+    cp0.set_table(0.0, T, cp);
+    // between the nodes linear interpolation stays within 0.003 % of the formula
+    for (double t = 171.3; t < 455.0; t += 7.1) EXPECT_NEAR(cp0.value(t) / formula(t), 1.0, 3e-5) << t;
+    EXPECT_NEAR(cp0.value(298.15), 833.41, 0.01);
+    EXPECT_NEAR(cp0.value(298.15) / (86.64 / 0.102032), 1.0, 0.025);  // Poling et al.
+    EXPECT_LT(cp0.value(305.0), 850.1);
+    EXPECT_NEAR(cp0.value(305.0) / 850.1, 1.0, 0.01);
+    EXPECT_LT(cp0.value(440.0), 1068.8);
+    EXPECT_NEAR(cp0.value(440.0) / 1068.8, 1.0, 0.005);
 }
 
 }  // namespace

@@ -1100,6 +1100,9 @@ struct real_gas_fluid {
     // NASA 7-coefficient cp/R on [T0, T1] and [T1, T2]; empty without ideal-gas data
     std::vector<std::array<double, 7>> nasa7;
     std::vector<double> ranges;
+    // or a table of cp0 in J/(kg K) against T in K; empty without
+    std::vector<double> cp_T, cp_value;
+    bool has_ideal_gas_cp() const { return !nasa7.empty() || !cp_T.empty(); }
 };
 
 struct real_gas_request {
@@ -1133,10 +1136,20 @@ std::vector<real_gas_fluid> load_real_gas_fluids() {
             }
             if (e.contains("ideal_gas_cp")) {
                 const auto& cp = e.at("ideal_gas_cp");
-                f.ranges = cp.at("temperature_ranges").get<std::vector<double>>();
-                for (const auto& row : cp.at("nasa7")) f.nasa7.push_back(row.get<std::array<double, 7>>());
-                if (f.ranges.size() != f.nasa7.size() + 1)
-                    throw command_error(file.string() + ": " + name + ": ranges and polynomials do not match");
+                if (cp.contains("table")) {
+                    f.cp_T = cp.at("table").at("T").get<std::vector<double>>();
+                    f.cp_value = cp.at("table").at("value").get<std::vector<double>>();
+                    bool ok = f.cp_T.size() >= 2 && f.cp_T.size() == f.cp_value.size();
+                    for (std::size_t i = 1; ok && i < f.cp_T.size(); ++i) ok = f.cp_T[i] > f.cp_T[i - 1];
+                    if (!ok)
+                        throw command_error(file.string() + ": " + name +
+                                            ": the ideal-gas cp table needs rising temperatures, one value each");
+                } else {
+                    f.ranges = cp.at("temperature_ranges").get<std::vector<double>>();
+                    for (const auto& row : cp.at("nasa7")) f.nasa7.push_back(row.get<std::array<double, 7>>());
+                    if (f.ranges.size() != f.nasa7.size() + 1)
+                        throw command_error(file.string() + ": " + name + ": ranges and polynomials do not match");
+                }
             }
             fluids.push_back(std::move(f));
         }
@@ -1146,10 +1159,10 @@ std::vector<real_gas_fluid> load_real_gas_fluids() {
     }
 }
 
-// cp0 in J/(kg K) tabulated from the NASA polynomials every 10 K over their ranges (held at the
-// end values outside, as c_1d_param does).
+// cp0 in J/(kg K): the data's table as it stands, or tabulated from the NASA polynomials every
+// 10 K over their ranges; held at the end values outside, as c_1d_param does.
 c_1d_param ideal_gas_cp_of(const real_gas_fluid& f) {
-    std::vector<double> T, cp;
+    std::vector<double> T = f.cp_T, cp = f.cp_value;
     const double R = kMolarGasConstant / f.M;
     for (std::size_t r = 0; r < f.nasa7.size(); ++r) {
         const auto& a = f.nasa7[r];
@@ -1257,7 +1270,7 @@ int run_eos(const real_gas_request& request, bool verbose) {
     require_positive("--p", request.p, "Pa");
     require_positive("--T", request.T_point, "K");
     const real_gas_fluid f = resolve_real_gas_fluid(request);
-    if (f.nasa7.empty())
+    if (!f.has_ideal_gas_cp())
         throw command_error(f.name + " has no ideal-gas heat capacity in the data (" + critical_data_file().string() +
                             "): its caloric properties cannot be formed; 'saturation' needs none");
     captured_log log(verbose);
