@@ -35,6 +35,7 @@
 #include <vector>
 
 #include "c_inc_nn_liquid_thermodynamics.h"
+#include "cli_chemtable.h"
 #include "c_1d_param.h"
 #include "c_medium_physics.h"
 #include "c_thermodynamic_base.h"
@@ -1462,6 +1463,9 @@ int main(int argc, char** argv) {
                 "101325 Pa), cp [J/(kg K)], a (speed of sound) [m/s], Z = p v/(R T). Needs the fluid's ideal-gas "
                 "heat capacity.");
 
+    chemtable_args chemtable_options;
+    auto* chemtable = add_chemtable_command(app, chemtable_options);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -1471,6 +1475,7 @@ int main(int argc, char** argv) {
 
     try {
         if (*info) return run_info(data_option);
+        if (*chemtable) return run_chemtable(chemtable_options);
         if (*save) return run_save(data_option, output, media, verbose);
         if (*inspect) return run_inspect(input, verbose);
         if (*props) {
