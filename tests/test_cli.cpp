@@ -1077,4 +1077,39 @@ TEST_F(Cli, EosWithTheSoaveFormGivesSoaveRedlichKwongsCompressibility) {
     EXPECT_LT(std::fabs(rows[0][8] - Z) / Z, 1e-9) << rows[0][8] << " " << Z;
 }
 
+
+// rgtable: the error of the table's interpolation is small away from the saturation line, the
+// memory reported is that of the patches filled, and a saved table loads back to the same figures;
+// a damaged table file is refused with the reason.
+TEST_F(Cli, RgTableMeasuresItsErrorAndLoadsWhatItSaved) {
+    const std::string file = path("co2.rgt");
+    const auto r = run("rgtable CO2 --p 1e5:2e7 --T 220:500 --samples 300 --csv --save " + quoted(file));
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    const auto rows = csv_numbers(r.out);
+    ASSERT_EQ(rows.size(), 1u);
+    const double patches = rows[0][0], bytes_reported = rows[0][1];
+    EXPECT_GT(patches, 10.0);
+    EXPECT_LE(patches, 100.0);
+    // each patch holds 4 x 101 x 101 doubles of node values
+    EXPECT_GE(bytes_reported, patches * 4 * 101 * 101 * 8);
+    EXPECT_LT(bytes_reported, patches * 4 * 101 * 101 * 8 * 1.05 + 200000);
+    EXPECT_LT(rows[0][2], 1e-3);  // density, largest relative error
+    EXPECT_LT(rows[0][3], 1e-4);
+    EXPECT_LT(rows[0][4], 1e-3);  // enthalpy
+    const auto again = run("rgtable --load " + quoted(file) + " --samples 300 --csv");
+    ASSERT_EQ(again.exit_code, 0) << again.err;
+    EXPECT_EQ(again.out, r.out);
+
+    auto damaged = read_bytes(file);
+    damaged.resize(damaged.size() / 2);
+    write_bytes(path("short.rgt"), damaged);
+    const auto bad = run("rgtable --load " + quoted(path("short.rgt")));
+    EXPECT_EQ(bad.exit_code, 1);
+    EXPECT_NE(bad.err.find("short.rgt"), std::string::npos) << bad.err;
+    const auto text = run("rgtable CO2 --samples 100 --mode 2");
+    ASSERT_EQ(text.exit_code, 0) << text.err;
+    EXPECT_NE(text.out.find("CO2: adaptable table over p = 100000 .. 2e+07 Pa, T = 219 .. 502 K"), std::string::npos)
+        << text.out;
+}
+
 }  // namespace
