@@ -18,6 +18,7 @@
 
 #include "c_comp_liquid.h"
 #include "c_inc_liquid.h"
+#include "c_real_gas_substance.h"
 #include "c_solids.h"
 #include "c_substance.h"
 #include "medium_physics/i_medium_physics.h"
@@ -87,8 +88,8 @@ public:
                               substance_cache<C_compressible_liquid_substance>,  // 5
                               substance_cache<C_heatconducting_solid>,      // 6
                               substance_cache<C_electroconducting_solid>,   // 7
-                              substance_cache<C_unavailable_substance>,     // 8 C_real_gas_substance (mode 1)
-                              substance_cache<C_unavailable_substance>,     // 9 C_real_gas_substance (mode 2)
+                              substance_cache<C_real_gas_substance_in_mode<1>>,  // 8 real gas (mode 1)
+                              substance_cache<C_real_gas_substance_in_mode<2>>,  // 9 real gas (mode 2)
                               substance_cache<C_unavailable_substance>,     // 10 C_combustible_substance_VT
                               substance_cache<C_unavailable_substance>,     // 11 C_combustible_substance_PT
                               substance_cache<C_unavailable_substance>,     // 12 C_hypersonic_gas_substance

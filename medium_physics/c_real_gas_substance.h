@@ -88,7 +88,7 @@ struct rg_substance_parameters {
     double Tfloor = 0.0;               // K; 0: half of Tmin
 };
 
-class C_real_gas_substance final : public C_substance_base, public I_fluid_condensation::I_real_gas_substance {
+class C_real_gas_substance : public C_substance_base, public I_fluid_condensation::I_real_gas_substance {
 public:
     static constexpr double kGasConstant = 8.3144;  // J/(mol K), as the library's media use it
     // Nodes of the saturation line (fixed, so that a loaded substance rebuilds the same line).
@@ -104,6 +104,7 @@ public:
 
     // mode 1: without phase change (regular table); mode 2: with phase change (adaptable table).
     explicit C_real_gas_substance(std::int32_t mode = 1) : m_mode(mode == 2 ? 2 : 1) {}
+    virtual ~C_real_gas_substance() = default;
 
     // Makes the generator, its table and saturation line, and the extension constants. False
     // (with an ERROR line in the host log) on unusable parameters or a generator kind not built.
@@ -169,4 +170,11 @@ private:
 
     std::shared_ptr<IRGPropertyGenerator> m_generator;
     std::unique_ptr<C_2d_RG_property> m_table;
+};
+
+// The substance as the factory's caches hold it: cache 8 builds mode 1, cache 9 mode 2.
+template <std::int32_t Mode>
+class C_real_gas_substance_in_mode final : public C_real_gas_substance {
+public:
+    C_real_gas_substance_in_mode() : C_real_gas_substance(Mode) {}
 };

@@ -14,6 +14,7 @@
 #include "c_real_gas_substance.h"
 #include "crgpropertygenerator.h"
 #include "file_io/c_file_io/c_file_io.h"
+#include "medium_physics/i_medium_physics.h"
 #include "medium_physics/standalone_host.h"
 
 namespace {
@@ -213,4 +214,38 @@ TEST(RealGasSubstance, UnusableDataAreRefusedWithAnErrorLine) {
     q.generator_kind = 1;
     EXPECT_FALSE(C_real_gas_substance(1).init(kId, u"bad", q, nullptr));
     EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/c_real_gas_substance("), 2u);
+}
+
+// A factory stream holding the substance in the cache of real gas with phase change (tag 5) and
+// in the one without (tag 4): Load takes both, and Save writes the same bytes again.
+TEST(RealGasSubstance, FactoryLoadsAndSavesBothRealGasCaches) {
+    const C_real_gas_substance& s = shared_co2();
+    C_real_gas_substance plain(1);
+    host_guid other = kId;
+    other.bytes[0] = 0x7F;
+    ASSERT_TRUE(plain.init(other, u"CO2 without phase change", co2(), nullptr));
+    C_file_io w;
+    w.open_memory();
+    w.put<std::uint8_t>(0);
+    w.put<std::uint8_t>(0);
+    w.put<std::int32_t>(2);
+    w.put<std::int32_t>(4);
+    w.write_guid(other);
+    plain.write(w);
+    w.put<std::int32_t>(5);
+    w.write_guid(kId);
+    s.write(w);
+    w.put<std::uint8_t>(0);
+    w.put<std::int32_t>(0);
+    const auto bytes = w.memory_bytes();
+
+    std::shared_ptr<I_medium_physics> f;
+    ASSERT_EQ(create_medium_physics(f, std::make_shared<standalone_host::CStandaloneHost>(1)), MP_STATUS_OK);
+    C_file_io r;
+    r.open_memory(bytes);
+    ASSERT_EQ(f->Load(r), MP_STATUS_OK);
+    C_file_io again;
+    again.open_memory();
+    ASSERT_EQ(f->Save(again), MP_STATUS_OK);
+    EXPECT_EQ(again.memory_bytes(), bytes);
 }

@@ -26,6 +26,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <random>
 #include <ostream>
 #include <regex>
 #include <string>
@@ -37,6 +38,7 @@
 #include "c_inc_nn_liquid_thermodynamics.h"
 #include "cli_chemtable.h"
 #include "c_1d_param.h"
+#include "c_2d_property.h"
 #include "c_medium_physics.h"
 #include "c_thermodynamic_base.h"
 #include "crgpropertygenerator.h"
@@ -45,6 +47,7 @@
 #include "medium_physics/i_medium_physics.h"
 #include "medium_physics/standalone_host.h"
 #include "medium_physics/thermodynamics.h"
+#include "mp_settings.h"
 
 #ifndef MP_VERSION
 #error "MP_VERSION must be defined by the build"
@@ -1114,6 +1117,10 @@ struct real_gas_request {
     std::string T;
     double p = 0.0, T_point = 0.0;
     bool csv = false;
+    // rgtable
+    std::string p_range, T_range, save, load;
+    std::int32_t samples = 4000;
+    std::uint32_t seed = 1;
 };
 
 std::vector<real_gas_fluid> load_real_gas_fluids() {
@@ -1297,6 +1304,139 @@ int run_eos(const real_gas_request& request, bool verbose) {
     return kExitOk;
 }
 
+
+// ---- rgtable: a two-dimensional real-gas table and its interpolation error ------------------------
+
+// FROM:TO of --p or --T; the defaults when empty.
+std::pair<double, double> range_of(const std::string& text, const char* option, double from, double to) {
+    if (text.empty()) return {from, to};
+    const auto parts = split(text, ':');
+    const auto a = parts.size() == 2 ? parse_number(parts[0]) : std::nullopt;
+    const auto b = parts.size() == 2 ? parse_number(parts[1]) : std::nullopt;
+    if (!a || !b || !std::isfinite(*a) || !std::isfinite(*b) || !(*a > 0.0) || !(*b > *a))
+        throw command_error(std::string(option) + " " + text + ": expected FROM:TO with 0 < FROM < TO");
+    return {*a, *b};
+}
+
+// Near the saturation line and the critical point a cell mixes two phases or a steep bend; the
+// error figures leave these points out (and say how many): within 0.05 in ln p of the line, or
+// within 3 % of Tc and 20 % of pc of the critical point.
+bool near_phase_boundary(const IRGPropertyGenerator& g, double p, double T) {
+    const double Tc = g.critical_temperature(), pc = g.critical_pressure();
+    if (std::fabs(T / Tc - 1.0) < 0.03 && std::fabs(p / pc - 1.0) < 0.2) return true;
+    return T < Tc && std::fabs(std::log(p) - g.saturation_ln_p(T)) < 0.05;
+}
+
+int run_rgtable(const real_gas_request& request, std::int32_t mode, bool verbose) {
+    if (request.samples < 0 || request.samples > 10000000) throw command_error("--samples must lie in 0..10000000");
+    captured_log log(verbose);
+    // the table's memory is reported through the memory watcher
+    mp::set_memory_watch_mode(1);
+    const std::uint64_t live_before = standalone_host::memory_live_bytes();
+    auto generator = std::make_shared<CRGPropertyGenerator>();
+    std::unique_ptr<C_2d_RG_property> table;
+    std::string name;
+    if (!request.load.empty()) {
+        C_file_io in;
+        try {
+            in.open(CHostString::from_utf8(request.load), u"r");
+            std::uint8_t kind = 0;
+            in.read(&kind, 1);
+            if (kind == 1) table = std::make_unique<C_2d_RG_property_regular>();
+            else if (kind == 2) table = std::make_unique<C_2d_RG_property_adaptable>();
+            else throw command_error(request.load + ": not a real-gas table file (kind byte " + std::to_string(kind) + ")");
+            if (!table->read(in, generator)) throw command_error(request.load + ": the table record is not readable");
+        } catch (const command_error&) {
+            throw;
+        } catch (const std::exception& e) {
+            throw command_error(request.load + ": " + e.what());
+        }
+        name = request.fluid.empty() ? request.load : request.fluid;
+    } else {
+        const real_gas_fluid f = resolve_real_gas_fluid(request);
+        if (f.nasa7.empty())
+            throw command_error(f.name + " has no ideal-gas heat capacity in the data (" + critical_data_file().string() +
+                                "): the table's caloric properties cannot be formed");
+        name = f.name;
+        generator->set_substance(f.Tc, f.Pc, f.M, f.Zc, f.omega, request.model);
+        generator->set_ideal_gas_cp(ideal_gas_cp_of(f));
+        const auto [p0, p1] = range_of(request.p_range, "--p", 1e5, 2e7);
+        const auto [T0, T1] = range_of(request.T_range, "--T", std::round(0.72 * f.Tc), std::round(1.65 * f.Tc));
+        if (mode == 2) table = C_2d_RG_property_adaptable::around_saturation(generator, std::log(p0), std::log(p1), T0, T1);
+        else table = std::make_unique<C_2d_RG_property_regular>(generator, std::log(p0), std::log(p1), T0, T1);
+        if (T0 < f.Tc && !table->fill_saturation_line(201))
+            throw command_error("the saturation line of " + f.name + " could not be made");
+    }
+    const IRGPropertyGenerator& g = *generator;
+    // a random sample over the rectangle, uniform in ln p and T; lookups make the patches they need
+    std::mt19937_64 rng(request.seed);
+    std::uniform_real_distribution<double> ux(table->x_begin(), table->x_end()), uy(table->y_begin(), table->y_end());
+    double rho_max = 0.0, rho_sum = 0.0, h_max = 0.0, h_sum = 0.0;
+    std::int64_t counted = 0, skipped = 0;
+    for (std::int32_t n = 0; n < request.samples; ++n) {
+        const double x = ux(rng), y = uy(rng);
+        const double p = std::exp(x);
+        if (near_phase_boundary(g, p, y)) {
+            ++skipped;
+            continue;
+        }
+        double got[4], want[4];
+        if (!table->lookup(x, y, got) || !g.properties(p, y, want)) {
+            ++skipped;
+            continue;
+        }
+        const double er = std::fabs(got[0] / want[0] - 1.0);
+        // enthalpy relative to its magnitude plus the scale R Tc, so that h near 0 does not blow up
+        const double eh = std::fabs(got[1] - want[1]) / (std::fabs(want[1]) + g.gas_constant() * g.critical_temperature());
+        rho_max = std::max(rho_max, er);
+        h_max = std::max(h_max, eh);
+        rho_sum += er * er;
+        h_sum += eh * eh;
+        ++counted;
+    }
+    const double rho_rms = counted > 0 ? std::sqrt(rho_sum / static_cast<double>(counted)) : 0.0;
+    const double h_rms = counted > 0 ? std::sqrt(h_sum / static_cast<double>(counted)) : 0.0;
+    const std::uint64_t watched = standalone_host::memory_live_bytes() - live_before;
+    if (!request.save.empty()) {
+        try {
+            C_file_io out;
+            out.open(CHostString::from_utf8(request.save), u"w");
+            const std::uint8_t kind = dynamic_cast<const C_2d_RG_property_adaptable*>(table.get()) != nullptr ? 2 : 1;
+            out.put(kind);
+            table->write(out);
+            out.close();
+        } catch (const std::exception& e) {
+            throw command_error(request.save + ": " + e.what());
+        }
+    }
+    const std::vector<std::string> lines = log.take();
+    const std::int32_t filled = table->patches_filled();
+    if (request.csv) {
+        print_rows({"patches_filled", "bytes", "rho_max_rel_err", "rho_rms_rel_err", "h_max_rel_err", "h_rms_rel_err"},
+                   {{std::to_string(filled), std::to_string(watched), exact_number(rho_max), exact_number(rho_rms),
+                     exact_number(h_max), exact_number(h_rms)}},
+                   true);
+        print_library_lines(lines, std::cerr);
+        return kExitOk;
+    }
+    std::cout << name << ": " << (mode == 2 ? "adaptable" : "regular") << " table over p = "
+              << table_number(std::exp(table->x_begin())) << " .. " << table_number(std::exp(table->x_end()))
+              << " Pa, T = " << table_number(table->y_begin()) << " .. " << table_number(table->y_end()) << " K\n";
+    std::cout << "patches filled: " << filled << " of 100; memory (memory watcher): " << watched << " bytes ("
+              << Cage::kProperties * Cage::kNodeCount * sizeof(double) << " bytes of node values per patch)\n";
+    if (table->saturation_nodes() > 0)
+        std::cout << "saturation line: " << table->saturation_nodes() << " nodes, " << table_number(table->y_begin())
+                  << " .. " << table_number(table->saturation_end()) << " K\n";
+    print_rows({"points", "left out", "rho max rel err", "rho rms rel err", "h max rel err", "h rms rel err"},
+               {{std::to_string(counted), std::to_string(skipped), table_number(rho_max), table_number(rho_rms),
+                 table_number(h_max), table_number(h_rms)}},
+               false);
+    std::cout << "(errors of the table's bilinear values against the generator at random single-phase points; "
+                 "points within 0.05 in ln p of the saturation line or near the critical point are left out)\n";
+    print_library_lines(lines, std::cout);
+    return kExitOk;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -1463,6 +1603,26 @@ int main(int argc, char** argv) {
                 "101325 Pa), cp [J/(kg K)], a (speed of sound) [m/s], Z = p v/(R T). Needs the fluid's ideal-gas "
                 "heat capacity.");
 
+    real_gas_request rgtable_args;
+    std::int32_t rgtable_mode = 1;
+    auto* rgtable = app.add_subcommand("rgtable", "Build (or load) a real-gas fluid's two-dimensional property table and "
+                                                  "measure its interpolation error");
+    add_real_gas_options(rgtable, rgtable_args);
+    rgtable->add_option("--p", rgtable_args.p_range, "Pressure range FROM:TO [Pa] (default 1e5:2e7)");
+    rgtable->add_option("--T", rgtable_args.T_range, "Temperature range FROM:TO [K] (default 0.72 Tc : 1.65 Tc)");
+    rgtable->add_option("--mode", rgtable_mode, "1: regular table (uniform patches), 2: adaptable (nodes placed near "
+                                                "the saturation line)")
+        ->check(CLI::IsMember({1, 2}))
+        ->capture_default_str();
+    rgtable->add_option("--save", rgtable_args.save, "Write the table (with the patches filled) to this file");
+    rgtable->add_option("--load", rgtable_args.load, "Read the table from this file instead of building it");
+    rgtable->add_option("--samples", rgtable_args.samples, "Random points of the error measure")->capture_default_str();
+    rgtable->add_option("--seed", rgtable_args.seed, "Seed of the random points")->capture_default_str();
+    rgtable->footer("Patches are filled as the random points reach them. Error columns: the largest and the RMS "
+                    "relative error of density and enthalpy (enthalpy relative to |h| + R Tc) against the generator's "
+                    "direct values, leaving out points near the saturation line and the critical point. --csv: one row "
+                    "patches_filled, bytes, rho_max_rel_err, rho_rms_rel_err, h_max_rel_err, h_rms_rel_err.");
+
     chemtable_args chemtable_options;
     auto* chemtable = add_chemtable_command(app, chemtable_options);
 
@@ -1504,6 +1664,14 @@ int main(int argc, char** argv) {
             eos_args.omega_given = eos->count("--omega") > 0;
             eos_args.M_given = eos->count("--M") > 0;
             return run_eos(eos_args, verbose);
+        }
+        if (*rgtable) {
+            rgtable_args.Tc_given = rgtable->count("--Tc") > 0;
+            rgtable_args.Pc_given = rgtable->count("--pc") > 0;
+            rgtable_args.Zc_given = rgtable->count("--Zc") > 0;
+            rgtable_args.omega_given = rgtable->count("--omega") > 0;
+            rgtable_args.M_given = rgtable->count("--M") > 0;
+            return run_rgtable(rgtable_args, rgtable_mode, verbose);
         }
     } catch (const command_error& e) {
         std::cout.flush();
