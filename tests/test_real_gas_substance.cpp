@@ -4,6 +4,7 @@
 // switched off, the property lookup with its clamps, and the record.
 #include <gtest/gtest.h>
 
+#include <any>
 #include <cmath>
 #include <memory>
 #include <fstream>
@@ -248,4 +249,56 @@ TEST(RealGasSubstance, FactoryLoadsAndSavesBothRealGasCaches) {
     again.open_memory();
     ASSERT_EQ(f->Save(again), MP_STATUS_OK);
     EXPECT_EQ(again.memory_bytes(), bytes);
+}
+
+namespace {
+
+// A real-gas description as a host would give it: CO2's data with a constant-free cp0 table.
+class co2_description final : public I_real_gas_description {
+public:
+    rg_substance_parameters q = co2();
+    std::int32_t query_interface(std::any&) override { return 2; }
+    void get_name(CHostString& name) override { name = u"CO2 (described)"; }
+    void get_identifier(CHostString& id) override { id = u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"; }
+    double get_critical_temperature() override { return q.Tc; }
+    double get_critical_pressure() override { return q.Pc; }
+    double get_critical_compressibility() override { return q.Zc; }
+    double get_acentric_factor() override { return q.omega; }
+    double get_molar_mass() override { return q.M; }
+    void get_ideal_gas_cp(host_property& p) override {
+        const std::int32_t n = q.ideal_gas_cp.size();
+        p.T = host_shared_array<double>(n);
+        p.value = host_shared_array<double>(n);
+        for (std::int32_t i = 0; i < n; ++i) {
+            p.T[i] = q.ideal_gas_cp.temperatures()[i];
+            p.value[i] = q.ideal_gas_cp.values()[i];
+        }
+    }
+    std::int32_t get_model() override { return q.model; }
+    std::int32_t get_generator_kind() override { return kind; }
+    void get_table_temperatures(double& lo, double& hi) override { lo = q.Tmin, hi = q.Tmax; }
+    void get_table_pressures(double& lo, double& hi) override { lo = q.pmin, hi = q.pmax; }
+    std::int32_t get_low_temperature_extension() override { return 1; }
+    double get_floor_temperature() override { return 0.0; }
+    void get_data_source(CHostString& s) override { s = u"test description"; }
+    std::int32_t kind = 0;
+};
+
+}  // namespace
+
+// The description gives the same substance as the parameters; an unknown generator kind and a
+// bad cp0 table are refused with an ERROR line; no floor means half of Tmin.
+TEST(RealGasSubstance, MadeFromADescription) {
+    co2_description d;
+    C_real_gas_substance s(1);
+    ASSERT_TRUE(s.init_from_description(d, nullptr));
+    EXPECT_EQ(s.name().to_utf8(), "CO2 (described)");
+    EXPECT_EQ(s.identity().bytes[0], 0x3D);  // the first field is stored little-endian
+    EXPECT_EQ(s.identity().bytes[15], 0xF9);
+    EXPECT_DOUBLE_EQ(s.T_floor(), 0.5 * 220.0);
+    EXPECT_LT(rel(s.get_saturation_pressure(250.0), shared_co2().get_saturation_pressure(250.0)), 1e-12);
+    standalone_host::log_capture cap;
+    d.kind = 1;
+    EXPECT_FALSE(C_real_gas_substance(1).init_from_description(d, nullptr));
+    EXPECT_EQ(cap.count("property generator kind 1 is not available"), 1u);
 }
