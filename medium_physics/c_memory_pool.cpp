@@ -5,6 +5,7 @@
 #include <any>
 #include <atomic>
 #include <cstring>
+#include <mutex>
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -31,6 +32,11 @@ CMemoryWatcherProxy& CMemoryWatcherProxy::instance() noexcept {
     if (p != nullptr) return *p;
 #pragma omp critical(medium_physics_memory_watcher)
     {
+#ifndef _OPENMP
+        // built without OpenMP the pragma is empty: a mutex keeps the creation single
+        static std::mutex creation;
+        const std::lock_guard<std::mutex> lock(creation);
+#endif
         p = g_proxy.load(std::memory_order_acquire);
         if (p == nullptr) {
             try {
