@@ -70,7 +70,7 @@ trailer find_trailer(C_file_io& stream, std::uint64_t size, std::uint64_t earlie
     return t;
 }
 
-// A name for the temporary file that no other process picks: fresh entropy on every call (an
+// The ending of a temporary file name that no other process picks: fresh entropy on every call (an
 // engine seeded once would repeat its names in forked processes).
 std::string temporary_suffix() {
     std::uint64_t bits = 0;
@@ -80,8 +80,8 @@ std::string temporary_suffix() {
     } catch (const std::exception&) {
         bits = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
     }
-    char text[17];
-    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(bits));
+    char text[32];
+    std::snprintf(text, sizeof text, ".%016llx.tmp", static_cast<unsigned long long>(bits));
     return text;
 }
 
@@ -190,7 +190,7 @@ bool write_chem_table_file(const fs::path& path, const C_3d_Chem_property& table
     fs::path temporary;
     try {
         temporary = path;
-        temporary += "." + temporary_suffix() + ".tmp";
+        temporary += temporary_suffix();
         {
             C_file_io stream;
             stream.open(host_path(temporary), CHostString(u"wb"));
