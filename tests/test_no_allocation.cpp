@@ -6,6 +6,7 @@
 #include <new>
 
 #include "c_medium_physics.h"
+#include "chem_table_support.h"
 #include "crgpropertygenerator.h"
 #include "medium_physics/standalone_host.h"
 
@@ -145,4 +146,25 @@ TEST(NoAllocation, RealGasGeneratorPointOperations) {
     const std::size_t allocations = g_allocations;
     g_counting = false;
     EXPECT_EQ(allocations, 0u);
+}
+
+TEST(NoAllocation, ChemistryTableLookups) {
+    C_3d_Chem_property_VT t;
+    ASSERT_TRUE(chem_test::CAnalyticGenerator().generate(t, 6, 5, 4));
+    t.set_two_stream(true);
+    double sum = 0.0;
+    counting_scope scope;
+    for (std::int32_t mode : {0, 1}) {
+        t.set_mode(mode);
+        for (double x = 0.5e5; x < 3e6; x *= 1.7) {  // inside and beyond axis 1
+            const chem_lookup_result r = t.lookup(x, 450.0, 0.3, 0.2, 0.4);
+            const chem_cell c = t.locate(x, 450.0, 0.3);
+            sum += r.out[1] + t.interpolate(1, c.w1, c.w2, c.w3, c.i, c.j, c.k) + t.mixing_weights(0.3, 0.2, 0.4).fuel;
+        }
+    }
+    const std::size_t allocations = g_allocations;
+    g_counting = false;
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_TRUE(std::isfinite(sum));
+    EXPECT_TRUE(t.out_of_range());
 }
