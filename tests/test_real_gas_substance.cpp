@@ -302,3 +302,17 @@ TEST(RealGasSubstance, MadeFromADescription) {
     EXPECT_FALSE(C_real_gas_substance(1).init_from_description(d, nullptr));
     EXPECT_EQ(cap.count("property generator kind 1 is not available"), 1u);
 }
+
+// With Tmax below the critical temperature the line ends at Tmax: T = Tmax reads the last node,
+// the generator's own value there, and nothing beyond it.
+TEST(RealGasSubstance, TmaxReadsTheLastNodeOfTheLine) {
+    auto q = co2();
+    q.Tmax = 300.0;
+    C_real_gas_substance s(1);
+    ASSERT_TRUE(s.init(kId, u"CO2", q, nullptr));
+    EXPECT_EQ(s.table()->saturation_end(), 300.0);
+    const double last = std::exp(s.generator()->saturation_ln_p(300.0));
+    EXPECT_EQ(s.get_saturation_pressure(300.0), last);
+    EXPECT_EQ(s.get_saturation_pressure(350.0), last);
+    EXPECT_EQ(s.get_saturated_liquid_density(300.0), s.generator()->saturation_rho_liquid(300.0));
+}
