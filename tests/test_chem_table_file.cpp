@@ -20,6 +20,7 @@
 #include <functional>
 #include <iterator>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -68,15 +69,8 @@ std::vector<std::string> lines_with(const standalone_host::log_capture& log, con
 class ChemTableFile : public ::testing::Test {
 protected:
     void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        m_dir = fs::temp_directory_path() / ("mp_chem_" + std::to_string(
-#ifndef _WIN32
-                                                              ::getpid()
-#else
-                                                              0
-#endif
-                                                                  ) +
-                                             "_" + info->name());
+        m_dir = fs::temp_directory_path() / ("mp_chem_" + std::to_string(std::random_device()()) + "_" +
+                                             ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(m_dir);
         fs::create_directories(m_dir);
         standalone_host::set_product_directory(CHostString(m_dir.u16string()));
