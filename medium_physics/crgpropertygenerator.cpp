@@ -29,7 +29,6 @@ constexpr double kBinodalFloorPr = 1.00001e-8;
 // Equal-area residual relative to the rectangle (v_g - v_l)*P at which the bisection stops, and
 // the relative change of P at which it has nothing left to gain.
 constexpr double kBinodalRelTol = 1e-10;
-constexpr int kBinodalMaxIter = 1000;
 // Ratio c/vr below which the attraction logarithm and its c-derivatives use their power series:
 // 13 terms leave an error below 0.1^13.
 constexpr double kSeriesX = 0.1;
@@ -390,7 +389,7 @@ void CRGPropertyGenerator::binodal_pont(double T, double& Psat, double& v_liquid
     const double floor = Pc * kBinodalFloorPr;
     double P_prev = 0.0;
     for (int it = 0;; ++it) {
-        if (it == kBinodalMaxIter) {
+        if (it == m_binodal_max_iter) {
             const double rectangle = (v_vapour - v_liquid) * Psat;
             const double f = rectangle - Pc * vs * work_integral(Tr, v_liquid / vs, v_vapour / vs);
             mp::log_line(m_sink.get(), mp::line_kind::error,
@@ -598,7 +597,6 @@ namespace {
 // Equal-area residual, relative to the rectangle, at which the alpha fit is finished: the fitted
 // saturation pressure then agrees to about this much, plenty for a tabulated alpha.
 constexpr double kFaPeRelTol = 1e-5;
-constexpr int kFitMaxIter = 1000;
 // Relative pressure residual at which the beta fit along an isochore is finished.
 constexpr double kIsochoreRelTol = 1e-6;
 // Relative enthalpy and heat-capacity mismatch left by the monotonization that is worth a report.
@@ -612,7 +610,7 @@ bool CRGPropertyGenerator::RK_calc_point_Fa_Pe_def(double Tr, double Pr, double&
     alpha = std::pow(Tr, -1.5);
     bool ok = false;
     int it = 0;
-    for (; it < kFitMaxIter; ++it) {
+    for (; it < m_fit_max_iter; ++it) {
         m_eos.multiplier[0] = alpha;
         double r[3];
         const std::int32_t n = RK_Phi_PrTr(Pr, Tr, r);
@@ -640,7 +638,7 @@ bool CRGPropertyGenerator::RK_calc_point_Fa_Pe_def(double Tr, double Pr, double&
         const double lg = std::log((vl + e) * vg / ((vl + e) * vl));
         alpha -= (f - I) / (lg * Tr * m_eos.Omega_a / e);
     }
-    if (it == kFitMaxIter) {
+    if (it == m_fit_max_iter) {
         mp::log_line(m_sink.get(), mp::line_kind::error,
                      "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def:  not convergence Tr=\t%g\n",
                      MP_THIS_SOURCE, __LINE__, Tr);
@@ -662,7 +660,7 @@ void CRGPropertyGenerator::RK_calc_point_isohor_def(double vr, std::int32_t n, c
         set_multipliers(al, be, 1.0);
         const double A = al * m_eos.Omega_a / vr / (vr + m_eos.eps);
         bool converged = false;
-        for (int it = 0; it < kFitMaxIter; ++it) {
+        for (int it = 0; it < m_fit_max_iter; ++it) {
             const double vb = vr - Ob * be;
             const double g = Pr - Tr * (1.0 / vb - A);
             if (std::fabs(g / Pr) < kIsochoreRelTol) {

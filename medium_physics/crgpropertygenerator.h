@@ -161,6 +161,12 @@ public:
     void set_ideal_gas_cp(const c_1d_param& cp0);
 
     const rg_eos_record& record() const noexcept { return m_eos; }
+    // Iteration limits of the binodal bisection and of the fits (1000 each; not saved). Lower
+    // limits let a caller trade accuracy for time, and show what a limit reached reports.
+    void set_iteration_limits(std::int32_t binodal, std::int32_t fits) noexcept {
+        m_binodal_max_iter = binodal > 0 ? binodal : 1;
+        m_fit_max_iter = fits > 0 ? fits : 1;
+    }
 
     // --- IRGPropertyGenerator ------------------------------------------------------------------
     bool properties(double p, double T, double out[4]) const noexcept override;
@@ -258,6 +264,8 @@ private:
 
     std::shared_ptr<IHostMessageSink> m_sink;
     rg_eos_record m_eos;
+    std::int32_t m_binodal_max_iter = 1000;
+    std::int32_t m_fit_max_iter = 1000;
     c_1d_param m_cp0;
     bool m_has_cp0 = false;
     // cumulative integral of cp0/T at the table points, from the reference temperature

@@ -594,6 +594,28 @@ TEST(RgGenerator, AlphaFitOnTwoRootsIsReported) {
     EXPECT_EQ(g.record().selector, 3);
 }
 
+// A limit reached is reported with the state it stopped at: the binodal's bisection (one step
+// cannot reach its accuracy) and the alpha fit (one Newton step from Tr^-1.5 does not reach the
+// equal-area rule at a pressure the default alpha does not fit).
+TEST(RgGenerator, IterationLimitsReachedAreReported) {
+    standalone_host::log_capture cap;
+    CRGPropertyGenerator g = srk(kCO2);
+    g.set_iteration_limits(1, 1);
+    double P = 0, vl = 0, vg = 0;
+    g.binodal_pont(0.8 * kCO2.Tc, P, vl, vg);
+    EXPECT_EQ(cap.count("): binodal_pont: accuracy don't achieved Tr=\t0.8\tP=\t"), 1u);
+    double alpha = 0;
+    EXPECT_FALSE(g.RK_calc_point_Fa_Pe_def(0.8, 0.3, alpha, vl, vg));
+    EXPECT_EQ(cap.count("): RK_calc_point_Fa_Pe_def:  not convergence Tr=\t0.8\n"), 1u);
+    // with the default limits the same requests succeed silently
+    CRGPropertyGenerator d = srk(kCO2);
+    standalone_host::log_capture quiet;
+    d.binodal_pont(0.8 * kCO2.Tc, P, vl, vg);
+    EXPECT_GT(P, 0.0);
+    EXPECT_TRUE(d.RK_calc_point_Fa_Pe_def(0.8, 0.3, alpha, vl, vg));
+    EXPECT_EQ(quiet.count("MediumPhysics"), 0u);
+}
+
 TEST(RgGenerator, BetaFitAlongAnIsochore) {
     CRGPropertyGenerator g = srk(kCH4);
     const double vr = 0.5;
