@@ -1649,30 +1649,18 @@ int main(int argc, char** argv) {
         }
         if (*solid)
             return run_solid(data_option, solid_name, solid_T, solid_axes_values, solid->count("--axes") > 0, verbose);
-        if (*saturation) {
-            saturation_args.Tc_given = saturation->count("--Tc") > 0;
-            saturation_args.Pc_given = saturation->count("--pc") > 0;
-            saturation_args.Zc_given = saturation->count("--Zc") > 0;
-            saturation_args.omega_given = saturation->count("--omega") > 0;
-            saturation_args.M_given = saturation->count("--M") > 0;
-            return run_saturation(saturation_args, verbose);
-        }
-        if (*eos) {
-            eos_args.Tc_given = eos->count("--Tc") > 0;
-            eos_args.Pc_given = eos->count("--pc") > 0;
-            eos_args.Zc_given = eos->count("--Zc") > 0;
-            eos_args.omega_given = eos->count("--omega") > 0;
-            eos_args.M_given = eos->count("--M") > 0;
-            return run_eos(eos_args, verbose);
-        }
-        if (*rgtable) {
-            rgtable_args.Tc_given = rgtable->count("--Tc") > 0;
-            rgtable_args.Pc_given = rgtable->count("--pc") > 0;
-            rgtable_args.Zc_given = rgtable->count("--Zc") > 0;
-            rgtable_args.omega_given = rgtable->count("--omega") > 0;
-            rgtable_args.M_given = rgtable->count("--M") > 0;
-            return run_rgtable(rgtable_args, rgtable_mode, verbose);
-        }
+        // which of the explicit critical data a real-gas command was given
+        const auto given = [](const CLI::App* cmd, real_gas_request& r) -> real_gas_request& {
+            r.Tc_given = cmd->count("--Tc") > 0;
+            r.Pc_given = cmd->count("--pc") > 0;
+            r.Zc_given = cmd->count("--Zc") > 0;
+            r.omega_given = cmd->count("--omega") > 0;
+            r.M_given = cmd->count("--M") > 0;
+            return r;
+        };
+        if (*saturation) return run_saturation(given(saturation, saturation_args), verbose);
+        if (*eos) return run_eos(given(eos, eos_args), verbose);
+        if (*rgtable) return run_rgtable(given(rgtable, rgtable_args), rgtable_mode, verbose);
     } catch (const command_error& e) {
         std::cout.flush();
         std::cerr << "medium-physics " << app.get_subcommands().front()->get_name() << ": " << e.what() << "\n";
