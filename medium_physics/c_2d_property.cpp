@@ -153,6 +153,16 @@ bool C_2d_RG_property::fill_saturation_line(std::int32_t n) {
     return true;
 }
 
+bool C_2d_RG_property::patch_covers(std::int32_t ix, std::int32_t iy, double xlo, double xhi, double ylo,
+                                    double yhi) const noexcept {
+    const Cage* c = existing_patch(ix, iy);
+    if (c == nullptr) return true;
+    const double wx = xhi - xlo, wy = yhi - ylo;
+    const auto near = [](double a, double b, double w) { return std::fabs(a - b) <= 1e-9 * w; };
+    return near(c->x_begin(), xlo, wx) && near(c->x_end(), xhi, wx) && near(c->y_begin(), ylo, wy) &&
+           near(c->y_end(), yhi, wy);
+}
+
 std::int32_t C_2d_RG_property::patches_filled() const noexcept {
     std::int32_t n = 0;
     for (const auto& column : m_patch)
@@ -274,6 +284,10 @@ bool C_2d_RG_property_regular::read(C_file_io& stream, std::shared_ptr<IRGProper
         return false;
     m_dX = dX;
     m_dY = dY;
+    for (std::int32_t ix = 0; ix < kPatches; ++ix)
+        for (std::int32_t iy = 0; iy < kPatches; ++iy)
+            if (!patch_covers(ix, iy, m_x0 + ix * m_dX, m_x0 + (ix + 1) * m_dX, m_y0 + iy * m_dY, m_y0 + (iy + 1) * m_dY))
+                return false;
     return true;
 }
 
@@ -370,6 +384,13 @@ bool C_2d_RG_property_adaptable::read(C_file_io& stream, std::shared_ptr<IRGProp
     m_critical_x = further[1];
     m_critical_y = further[2];
     m_weight = further[3];
+    for (std::int32_t ix = 0; ix < kPatches; ++ix)
+        for (std::int32_t iy = 0; iy < kPatches; ++iy) {
+            // patches beyond the strips are never reached
+            if (ix >= M) continue;
+            if (!patch_covers(ix, iy, m_boundary[ix], m_boundary[ix + 1], m_y0 + iy * m_dY, m_y0 + (iy + 1) * m_dY))
+                return false;
+        }
     return true;
 }
 

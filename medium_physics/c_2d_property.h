@@ -105,6 +105,9 @@ protected:
         y = y > m_y0 ? (y < m_y1 ? y : m_y1) : m_y0;
     }
     void release_patches() noexcept;
+    // A read patch must cover the rectangle its place in the patchwork stands for, or lookups
+    // would index outside its nodes.
+    bool patch_covers(std::int32_t ix, std::int32_t iy, double xlo, double xhi, double ylo, double yhi) const noexcept;
 
     mutable std::atomic<Cage*> m_patch[kPatches][kPatches] = {};
     double m_x0 = 0.0;

@@ -20,6 +20,9 @@ constexpr std::int32_t N = Cage::kNodes;
 constexpr int kPlacementSamples = 401;
 constexpr int kPlacementRows = 5;
 
+// Two values that must agree up to the rounding of the fill's own arithmetic.
+bool close(double a, double b, double scale) { return std::fabs(a - b) <= 1e-9 * scale; }
+
 std::uint8_t read_version(C_file_io& stream) {
     std::uint8_t version = 0xFF;
     stream.read(&version, 1);
@@ -97,6 +100,12 @@ bool Cage::read_base(C_file_io& stream) {
     mp::pooled_array<double> values;
     if (!values.allocate(static_cast<std::size_t>(kProperties) * kNodeCount, MP_THIS_SOURCE, __LINE__)) return false;
     for (int r = 0; r < kProperties * N; ++r) stream.read(values.data() + static_cast<std::ptrdiff_t>(r) * N, N);
+    // A record whose axes do not tile its rectangle would index outside the node arrays.
+    const double wx = header[2] - header[1], wy = header[4] - header[3];
+    bool sane = std::isfinite(wx) && std::isfinite(wy) && wx > 0.0 && wy > 0.0 && header[0] > 0.0 &&
+                close(header[0] * kCells, wy, wy) && close(x[0], header[1], wx) && close(x[N - 1], header[2], wx);
+    for (std::int32_t i = 0; sane && i < kCells; ++i) sane = x[static_cast<std::size_t>(i + 1)] > x[static_cast<std::size_t>(i)];
+    if (!sane) return false;
     m_dy = header[0];
     m_x0 = header[1];
     m_x_end = header[2];
@@ -122,7 +131,7 @@ bool Cage_uniform::read(C_file_io& stream) {
     if (!read_base(stream)) return false;
     stream.read(&m_flag, 1);
     stream.read(&m_dx, 1);
-    return true;
+    return m_dx > 0.0 && close(m_dx * kCells, m_x_end - m_x0, m_x_end - m_x0);
 }
 
 void Cage_uniform::write(C_file_io& stream) const {
@@ -238,7 +247,7 @@ bool Cage_nonuniform::read(C_file_io& stream) {
     if (read_version(stream) != 0) return false;
     if (!read_base(stream)) return false;
     stream.read(&m_flag, 1);
-    if (!m_axis.read(stream)) return false;
+    if (!m_axis.read(stream) || m_axis.x != m_x || !close(m_axis.dxc * kCells, m_x_end - m_x0, m_x_end - m_x0)) return false;
     stream.read(&m_refinement, 1);
     return true;
 }
@@ -339,7 +348,7 @@ bool Cage_mixed::read(C_file_io& stream) {
     if (read_version(stream) != 0) return false;
     if (!read_base(stream)) return false;
     for (std::int32_t i = 0; i < N; ++i) stream.read(m_mask.data() + static_cast<std::ptrdiff_t>(i) * N, N);
-    if (!m_axis.read(stream)) return false;
+    if (!m_axis.read(stream) || m_axis.x != m_x || !close(m_axis.dxc * kCells, m_x_end - m_x0, m_x_end - m_x0)) return false;
     for (auto& r : m_rows) stream.read(r.data(), N);
     return true;
 }

@@ -5,7 +5,9 @@
 // second-order scheme must) and the derivatives against the generator's own heat capacity.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <random>
@@ -209,6 +211,30 @@ TEST(Cage, RecordsRoundTripAndRefuseAnotherVersion) {
     EXPECT_EQ(Cage::make(4), nullptr);
 }
 
+// Axes that do not tile the rectangle would send lookups outside the nodes: refused.
+TEST(Cage, RecordsWithBrokenAxesAreRefused) {
+    analytic_generator g;
+    for (std::int32_t kind : {1, 2, 3}) {
+        auto cage = Cage::make(kind);
+        ASSERT_TRUE(cage->fill(g, 1.0, 4.0, 200.0, 300.0));
+        const auto bytes = record_of(*cage);
+        // the y step (the first header double, after the two version bytes) set to 0, then NaN
+        for (double dy : {0.0, std::nan("")}) {
+            auto bad = bytes;
+            std::memcpy(bad.data() + 2, &dy, sizeof dy);
+            C_file_io r;
+            r.open_memory(bad);
+            EXPECT_FALSE(Cage::make(kind)->read(r)) << kind;
+        }
+        // two x nodes swapped (the nodes follow the five header doubles)
+        auto bad = bytes;
+        std::swap_ranges(bad.begin() + 2 + 40 + 8 * 10, bad.begin() + 2 + 40 + 8 * 11, bad.begin() + 2 + 40 + 8 * 11);
+        C_file_io r;
+        r.open_memory(bad);
+        EXPECT_FALSE(Cage::make(kind)->read(r)) << kind;
+    }
+}
+
 // ---- tables -----------------------------------------------------------------------------------
 
 TEST(RgTable, PatchesAreMadeLazilyOnceAndTheUpperEdgeFallsIntoTheLastPatch) {
@@ -282,6 +308,23 @@ TEST(RgTable, AStoredTableWithoutPatchesReadsBackAndFills) {
     double out[4];
     back.lookup(11.11, 222.2, out);
     EXPECT_NEAR(out[0], analytic_generator::value(g->c[0], 11.11, 222.2), 1e-10);
+}
+
+// A stored patch that covers another rectangle than its place in the patchwork is refused.
+TEST(RgTable, APatchOfAnotherRectangleIsRefused) {
+    auto g = std::make_shared<analytic_generator>();
+    C_2d_RG_property_regular a(g, 10.0, 20.0, 200.0, 400.0), b(g, 11.0, 21.0, 200.0, 400.0);
+    double out[4];
+    a.lookup(10.1, 201.0, out);
+    b.lookup(11.1, 201.0, out);
+    auto bytes = record_of(b);
+    const auto cage = record_of(*a.existing_patch(0, 0));
+    // patch [0][0] follows the two version bytes and its kind tag
+    std::copy(cage.begin(), cage.end(), bytes.begin() + 6);
+    C_file_io r;
+    r.open_memory(bytes);
+    C_2d_RG_property_regular back;
+    EXPECT_FALSE(back.read(r, std::make_shared<analytic_generator>()));
 }
 
 TEST(RgTable, UnknownKindTagsLeaveThePatchAbsent) {
