@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "c_comp_liquid_thermodynamics.h"
+#include "c_hypersonic_gas_thermodynamics.h"
 #include "c_ideal_gas_thermodynamics.h"
 #include "c_inc_liquid_thermodynamics.h"
 #include "c_inc_nn_liquid_thermodynamics.h"
@@ -65,7 +66,7 @@ constexpr medium_loader kLoaders[] = {
     nullptr,                                                 // 6 real gas with phase change
     nullptr,                                                 // 7 combustible (VT)
     nullptr,                                                 // 8 combustible (PT)
-    nullptr,                                                 // 9 hypersonic gas
+    load_medium<C_hypersonic_gas_thermodynamics>,            // 9
     load_medium<C_cavitation_therm_obsolete>,                // 10
     nullptr,                                                 // 11 condensation (obsolete)
     load_medium<C_perfect_gas_thermodynamics>,               // 12
@@ -377,6 +378,37 @@ std::int32_t C_medium_physics::CreateDropletModel(const std::shared_ptr<IHostUnk
 std::int32_t C_medium_physics::GetDescription(CHostString& text) {
     text = CHostString(u"under construction");
     return MP_STATUS_OK;
+}
+
+std::int32_t C_medium_physics::CreateHypersonicGasThermodynamics(const std::shared_ptr<IHostDescription>& gas,
+                                                                 bool register_it, fluid_ptr& out) {
+    const auto refuse = [&](const char* why) {
+        mp::log_line(m_host.get(), mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): CreateHypersonicGasThermodynamics: %s\n", MP_THIS_SOURCE, __LINE__,
+                     why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (!gas) return refuse("the description is missing");
+        CHostString id_text;
+        gas->get_identifier(id_text);
+        host_guid key;
+        if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("the description's identifier is not a GUID");
+        auto& entries = std::get<kHypersonicCache>(m_caches).entries;
+        auto it = entries.find(key);
+        if (it == entries.end()) {
+            auto substance = std::make_shared<C_hypersonic_gas_substance>();
+            if (!substance->init(*gas, m_host.get())) return refuse("the substance could not be built");
+            it = entries.emplace(key, std::move(substance)).first;
+        }
+        fluid_ptr medium = C_hypersonic_gas_thermodynamics::create(it->second);
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
 
 std::int32_t C_medium_physics::SetMemoryWatchMode(std::int32_t mode) {

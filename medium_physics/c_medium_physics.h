@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "c_comp_liquid.h"
+#include "c_hypersonic_gas_substance.h"
 #include "c_inc_liquid.h"
 #include "c_real_gas_substance.h"
 #include "c_solids.h"
@@ -92,7 +93,7 @@ public:
                               substance_cache<C_real_gas_substance_in_mode<2>>,  // 9 real gas (mode 2)
                               substance_cache<C_unavailable_substance>,     // 10 C_combustible_substance_VT
                               substance_cache<C_unavailable_substance>,     // 11 C_combustible_substance_PT
-                              substance_cache<C_unavailable_substance>,     // 12 C_hypersonic_gas_substance
+                              substance_cache<C_hypersonic_gas_substance>,  // 12
                               substance_cache<C_obsolete_model_substance>,  // 13 obsolete models
                               substance_cache<C_unavailable_substance>>;    // 14 single-component gas
 
@@ -143,6 +144,8 @@ public:
     std::int32_t Save(C_file_io& stream) override;
     std::int32_t Load(C_file_io& stream) override;
     std::int32_t SetMemoryWatchMode(std::int32_t mode) override;
+    std::int32_t CreateHypersonicGasThermodynamics(const std::shared_ptr<IHostDescription>& gas, bool register_it,
+                                                   fluid_ptr& out) override;
 
     // ---- for the media and the tools ----
     // Loads like Load and reports each record and any failure into `report` (may be null).

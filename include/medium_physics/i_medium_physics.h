@@ -112,6 +112,11 @@ public:
     virtual std::int32_t Load(C_file_io& stream) = 0;
     // 25. 1 reports pooled allocations to the host's memory watcher; any other value does not.
     virtual std::int32_t SetMemoryWatchMode(std::int32_t mode) = 0;
+    // 26. The hypersonic medium: equilibrium air over the library's built-in tables, its substance
+    //     cached under the description's identifier (only identifier and name are read). Added
+    //     after the other operations, so the slots before it keep their places. 0 or 3.
+    virtual std::int32_t CreateHypersonicGasThermodynamics(const std::shared_ptr<IHostDescription>& gas,
+                                                           bool register_it, fluid_ptr& out) = 0;
 };
 
 extern "C" {

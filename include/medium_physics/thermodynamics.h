@@ -172,6 +172,16 @@ public:
     virtual double density_p_T(double p, double T, const double* Y) const noexcept = 0;
 };
 
+// Gas in chemical equilibrium at high temperature (the hypersonic medium): its state at a given
+// temperature and density, straight from its tables.
+class I_solver_hypersonic_gas : public virtual I_fluid_thermodynamics {
+public:
+    // From T and rho: p, e, cp, gamma, M, a, mu, lambda.
+    virtual void get_properties_T_rho(double T, double rho, const double* Y, double* p, double* e, double* cp,
+                                      double* gamma, double* M, double* a, double* mu,
+                                      double* lambda) const noexcept = 0;
+};
+
 class I_solver_membrane_model_support : public virtual I_fluid_thermodynamics {
 public:
     // Writes M_i (kg/mol) of every substance.
