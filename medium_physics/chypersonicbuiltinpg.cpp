@@ -20,6 +20,14 @@ bool finite_all(std::initializer_list<double> values) noexcept {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
+// More values than a table set may hold (each factor is checked before it is multiplied on, so
+// damaged sizes cannot overflow the product).
+bool too_many(std::int32_t np, std::int32_t n1, std::int32_t n2) noexcept {
+    const std::int64_t limit = CHypersonicBuiltInPG::kMaxStoredValues;
+    const std::int64_t a = std::int64_t(np) * n1;
+    return a > limit || a * n2 > limit;
+}
+
 }  // namespace
 
 bool hypersonic_grid::valid() const noexcept {
@@ -67,7 +75,7 @@ void CHypersonicBuiltInPG::release() noexcept {
 
 bool CHypersonicBuiltInPG::allocate(std::int32_t np, std::int32_t n1, std::int32_t n2) noexcept {
     if (np < kTableCount || n1 < 2 || n2 < 2) return false;
-    if (std::int64_t(np) * n1 * n2 > kMaxStoredValues) return false;
+    if (too_many(np, n1, n2)) return false;
     release();
     try {
         m_tables.resize(std::size_t(np));
@@ -236,7 +244,7 @@ void CHypersonicBuiltInPG::read(C_file_io& stream) {
     const auto n1 = stream.get<std::int32_t>();
     const auto n2 = stream.get<std::int32_t>();
     const bool empty = np == 0 && n1 == 0 && n2 == 0;
-    if (!empty && (np < kTableCount || n1 < 2 || n2 < 2 || std::int64_t(np) * n1 * n2 > kMaxStoredValues))
+    if (!empty && (np < kTableCount || n1 < 2 || n2 < 2 || too_many(np, n1, n2)))
         throw c_RQ_io_error("hypersonic tables: impossible table sizes");
     const auto flag = stream.get<std::uint8_t>();
     if (empty) return;

@@ -1,6 +1,6 @@
 // What the library shares between threads: the memory-watcher proxy created on first use, pooled
-// allocations reported from many threads, the log, and the real-gas table patches made on first
-// lookup. Built alone under ThreadSanitizer (without OpenMP, whose runtime it cannot see).
+// allocations reported from many threads, the log, the real-gas table patches made on first
+// lookup, and the built-in equilibrium-air tables read on first use. Built alone under ThreadSanitizer (without OpenMP, whose runtime it cannot see).
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "c_2d_property.h"
+#include "c_hypersonic_gas_thermodynamics.h"
+#include "hypersonic_tables.h"
 #include "c_medium_physics.h"
 #include "c_memory_pool.h"
 #include "medium_physics/standalone_host.h"
@@ -146,4 +148,36 @@ TEST(Concurrency, RealGasPatchesAreFilledOnceUnderRace) {
     const std::int32_t filled = table.patches_filled();
     EXPECT_EQ(g->calls.load(), static_cast<std::int64_t>(filled) * (1 + 101 * 101));
     for (int i = 1; i < kThreads; ++i) EXPECT_EQ(seen[static_cast<std::size_t>(i)], seen[0]) << i;
+}
+
+TEST(Concurrency, BuiltInEquilibriumAirTablesAreReadOnceAndAnswerAlike) {
+    // Every thread asks for the tables at once (the first use reads them) and then queries them.
+    std::atomic<int> ready{0};
+    std::vector<const mp::hypersonic::table_set*> seen(kThreads, nullptr);
+    std::vector<std::vector<double>> answers(kThreads);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i)
+        threads.emplace_back([&, i] {
+            ready.fetch_add(1);
+            while (ready.load() < kThreads) {
+            }
+            const auto tables = mp::hypersonic::builtin_tables();
+            seen[std::size_t(i)] = tables.get();
+            if (!tables) return;
+            auto gas = std::make_shared<C_hypersonic_gas_substance>();
+            if (!gas->init(host_guid{}, CHostString(u"air"), tables, nullptr)) return;
+            const auto medium = C_hypersonic_gas_thermodynamics::create(gas);
+            for (int k = 0; k < 200; ++k) {
+                double p, T, cp, gamma, M, a, mu, lambda;
+                medium->get_properties_rho_e(1e5 * (k + 1), 1e-4 * (k + 1), nullptr, 0.0, &p, &T, &cp, &gamma, &M, &a,
+                                             &mu, &lambda);
+                answers[std::size_t(i)].push_back(p + T);
+            }
+        });
+    for (auto& t : threads) t.join();
+    ASSERT_NE(seen[0], nullptr);
+    for (int i = 1; i < kThreads; ++i) {
+        EXPECT_EQ(seen[std::size_t(i)], seen[0]);
+        EXPECT_EQ(answers[std::size_t(i)], answers[0]);
+    }
 }
