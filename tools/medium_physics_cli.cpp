@@ -23,12 +23,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
 #include <random>
 #include <ostream>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -42,7 +44,9 @@
 #include "c_medium_physics.h"
 #include "c_thermodynamic_base.h"
 #include "crgpropertygenerator.h"
+#include "equilibrium_air.h"
 #include "file_io/c_file_io/c_file_io.h"
+#include "hypersonic_tables.h"
 #include "medium_physics/host_guid.h"
 #include "medium_physics/i_medium_physics.h"
 #include "medium_physics/standalone_host.h"
@@ -67,6 +71,10 @@ constexpr int kExitUsage = 2;
 // Not a material: `save` builds the obsolete cavitation placeholder for this name, which needs no
 // material data and is the one medium every build can create.
 constexpr const char* kObsoleteCavitationName = "obsolete-cavitation";
+
+// Not a material either: `props` answers this name from the chemical-equilibrium engine, with the
+// built-in tables of the hypersonic medium beside it, at (T, rho) or (T, p).
+constexpr const char* kEquilibriumAirName = "equilibrium-air";
 
 // A solid's principal axes when none are given: the coordinate axes (row order).
 constexpr solid_axes kCoordinateAxes = {1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -339,6 +347,9 @@ int run_info(const std::string& data_option) {
     std::cout << "\n'" << kObsoleteCavitationName
               << "' is also accepted by 'save': the obsolete cavitation placeholder (kind 10), which needs no "
                  "material data.\n";
+    std::cout << "'" << kEquilibriumAirName
+              << "' is accepted by 'props' (--rho or --p): air in chemical equilibrium from the library's engine, "
+                 "beside the hypersonic medium's built-in tables.\n";
     return kExitOk;
 }
 
@@ -822,8 +833,11 @@ void print_notes(const std::vector<std::string>& notes) {
 struct props_request {
     std::string medium;
     double p = 0.0;
+    double rho = 0.0;  // equilibrium-air only
     std::string T;
     std::vector<double> Y;
+    bool p_given = false;
+    bool rho_given = false;
     bool Y_given = false;
     bool csv = false;
 };
@@ -852,6 +866,218 @@ int run_props(const std::string& data_option, const props_request& request, bool
     print_rows(headers, rows, request.csv);
     if (!request.csv) print_notes(notes_of(fluid, request.medium));
     // Comma-separated output stays parseable: the library's lines go to stderr there.
+    print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
+    return kExitOk;
+}
+
+// ---- props of equilibrium air ---------------------------------------------------------------------
+
+// The results of table_set::state_T_rho, in its order.
+enum table_result : int { kTableE = 0, kTableP, kTableA, kTableGamma, kTableCp, kTableM, kTableMu, kTableLambda };
+
+// One state from the engine, and the tables' values at its (T, rho) when it lies inside them.
+struct equilibrium_air_point {
+    mp::equilibrium::properties engine;
+    double mu = 0.0;      // Pa s
+    double lambda = 0.0;  // W/(m K)
+    bool in_tables = false;
+    std::array<double, CHypersonicBuiltInPG::kResultCount> table{};
+};
+
+bool inside_tables(const mp::hypersonic::table_layout& layout, double T, double rho) {
+    return T >= layout.T_min && T <= layout.T_max && rho >= layout.rho_low && rho <= layout.rho_high();
+}
+
+std::string tables_range(const mp::hypersonic::table_layout& layout) {
+    return "T " + table_number(layout.T_min) + " to " + table_number(layout.T_max) + " K, rho " +
+           table_number(layout.rho_low) + " to " + table_number(layout.rho_high()) + " kg/m3";
+}
+
+// The temperatures the species data cover (beyond them the engine carries the end ranges on).
+std::pair<double, double> species_data_range() {
+    const auto& set = mp::equilibrium::air::species();
+    double low = std::numeric_limits<double>::infinity(), high = 0.0;
+    for (int j = 0; j < set.species_count(); ++j) {
+        const auto& thermo = set.at(j).thermo;
+        low = std::min(low, thermo.bounds[0]);
+        high = std::max(high, thermo.bounds[thermo.range_count]);
+    }
+    return {low, high};
+}
+
+// Solves one state: at (T, rho), or at (T, p) and then the tables at the density found.
+equilibrium_air_point solve_equilibrium_air(const mp::equilibrium::mixture& air,
+                                            const mp::hypersonic::table_set* tables, const props_request& request,
+                                            double T, captured_log& log) {
+    namespace eq = mp::equilibrium;
+    eq::state st;
+    const eq::status s = request.rho_given ? air.solve_T_rho(T, request.rho, st, false)
+                                           : air.solve_T_p(T, request.p, st, false);
+    equilibrium_air_point point;
+    std::string failure;
+    if (!eq::succeeded(s)) {
+        failure = s == eq::status::invalid_input ? "the equilibrium engine refused the input"
+                                                 : "the equilibrium engine did not converge";
+        const auto [low, high] = species_data_range();
+        if (T < low || T > high)
+            failure += " (its species data cover " + table_number(low) + " to " + table_number(high) + " K)";
+    } else if (!air.evaluate(st, point.engine)) {
+        failure = "the equilibrium engine solved the composition but could not evaluate its properties";
+    } else if (!eq::air::transport(T, point.engine.x, point.mu, point.lambda)) {
+        failure = "the viscosity and conductivity of the equilibrium composition could not be computed";
+    }
+    if (!failure.empty()) {
+        std::ostringstream message;
+        message << kEquilibriumAirName << " at T = " << exact_number(T) << " K, "
+                << (request.rho_given ? "rho = " + exact_number(request.rho) + " kg/m3"
+                                      : "p = " + exact_number(request.p) + " Pa")
+                << ": " << failure << "\n";
+        print_library_lines(log.take(), message);
+        std::string text = message.str();
+        text.pop_back();  // the error printer ends the line
+        throw command_error(text);
+    }
+    if (tables && inside_tables(tables->layout(), T, point.engine.rho)) {
+        point.in_tables = true;
+        tables->state_T_rho(T, point.engine.rho, point.table.data());
+    }
+    return point;
+}
+
+// Lines of cells: the first left-aligned, the others right-aligned under each other; a line of one
+// cell is a heading and is printed as it is.
+void print_aligned(const std::vector<std::vector<std::string>>& lines) {
+    std::vector<std::size_t> widths;
+    for (const auto& cells : lines) {
+        if (cells.size() < 2) continue;
+        if (widths.size() < cells.size()) widths.resize(cells.size(), 0);
+        for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], cells[i].size());
+    }
+    for (const auto& cells : lines) {
+        std::string out = "  ";
+        if (cells.size() < 2) {
+            out += cells.empty() ? std::string() : cells[0];
+        } else {
+            for (std::size_t i = 0; i < cells.size(); ++i)
+                out += i == 0 ? pad(cells[i], widths[i]) : "  " + pad_left(cells[i], widths[i]);
+        }
+        while (!out.empty() && out.back() == ' ') out.pop_back();
+        std::cout << out << "\n";
+    }
+}
+
+// (tables - engine) / engine in percent.
+std::string relative_difference(double table, double engine) {
+    std::array<char, 64> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), "%+.2g %%", 100.0 * (table - engine) / engine);
+    return buffer.data();
+}
+
+void print_equilibrium_air_point(const equilibrium_air_point& point, const props_request& request,
+                                 const mp::hypersonic::table_set* tables) {
+    const auto& e = point.engine;
+    const auto& t = point.table;
+    std::cout << "T = " << table_number(e.T) << " K, ";
+    if (request.rho_given) std::cout << "rho = " << table_number(e.rho) << " kg/m3\n";
+    else std::cout << "p = " << table_number(request.p) << " Pa: rho = " << table_number(e.rho) << " kg/m3\n";
+    if (!tables) std::cout << "  (the built-in tables are not available in this build)\n";
+    else if (!point.in_tables)
+        std::cout << "  outside the tables (" << tables_range(tables->layout()) << "): the engine alone\n";
+
+    struct quantity {
+        const char* name;
+        double engine;
+        int table;  // a table_result, or -1: not a table value
+    };
+    const quantity quantities[] = {
+        {"p [Pa]", e.p, kTableP},           {"T [K]", e.T, -1},
+        {"rho [kg/m3]", e.rho, -1},         {"e [J/kg]", e.e, kTableE},
+        {"h [J/kg]", e.h, -1},              {"cp [J/(kg K)]", e.cp, kTableCp},
+        {"gamma", e.gamma, kTableGamma},    {"M [kg/mol]", e.molar_mass, kTableM},
+        {"a [m/s]", e.sound_speed, kTableA}, {"mu [Pa s]", point.mu, kTableMu},
+        {"lambda [W/(m K)]", point.lambda, kTableLambda},
+    };
+    std::vector<std::vector<std::string>> lines;
+    if (point.in_tables) lines.push_back({"", "engine", "tables", "difference"});
+    else lines.push_back({"", "engine"});
+    for (const auto& q : quantities) {
+        std::vector<std::string> cells = {q.name, table_number(q.engine)};
+        if (point.in_tables && q.table >= 0) {
+            const double v = t[static_cast<std::size_t>(q.table)];
+            cells.push_back(table_number(v));
+            cells.push_back(relative_difference(v, q.engine));
+        }
+        lines.push_back(std::move(cells));
+    }
+    lines.push_back({"mole fractions:"});
+    const auto& set = mp::equilibrium::air::species();
+    for (int j = 0; j < set.species_count(); ++j) lines.push_back({set.at(j).name, table_number(e.x[j])});
+    print_aligned(lines);
+}
+
+std::vector<std::string> equilibrium_air_csv_header() {
+    std::vector<std::string> header = {"p", "T", "rho", "e", "h", "cp", "gamma", "M", "a", "mu", "lambda"};
+    const auto& set = mp::equilibrium::air::species();
+    for (int j = 0; j < set.species_count(); ++j) header.push_back(std::string("x_") + set.at(j).name);
+    for (const char* name : {"p", "e", "gamma", "cp", "M", "mu", "lambda"})
+        header.push_back(std::string("table_") + name);
+    return header;
+}
+
+std::vector<std::string> equilibrium_air_csv_row(const equilibrium_air_point& point) {
+    const auto& e = point.engine;
+    std::vector<std::string> row;
+    for (const double v :
+         {e.p, e.T, e.rho, e.e, e.h, e.cp, e.gamma, e.molar_mass, e.sound_speed, point.mu, point.lambda})
+        row.push_back(exact_number(v));
+    const auto& set = mp::equilibrium::air::species();
+    for (int j = 0; j < set.species_count(); ++j) row.push_back(exact_number(e.x[j]));
+    // Outside the tables these cells stay empty.
+    for (const int k : {kTableP, kTableE, kTableGamma, kTableCp, kTableM, kTableMu, kTableLambda})
+        row.push_back(point.in_tables ? exact_number(point.table[static_cast<std::size_t>(k)]) : std::string());
+    return row;
+}
+
+int run_props_equilibrium_air(const props_request& request, bool verbose) {
+    // Which of --rho and --p is checked by the caller: that is the shape of the command line.
+    if (request.rho_given) require_positive("--rho", request.rho, "kg/m3");
+    else require_positive("--p", request.p, "Pa");
+    if (request.Y_given)
+        throw command_error(std::string("--Y: ") + kEquilibriumAirName +
+                            " has a fixed composition (N2 0.79, O2 0.21 by mole before it reacts)");
+    const std::vector<double> temperatures = temperatures_of(request.T);
+    captured_log log(verbose);
+    const mp::equilibrium::mixture air = mp::equilibrium::air::make_air();
+    const std::shared_ptr<const mp::hypersonic::table_set> tables = mp::hypersonic::builtin_tables();
+    log.discard();  // what reading the tables said is not about these states
+
+    // Every state is solved before anything is printed: a failure leaves no partial output.
+    std::vector<equilibrium_air_point> points;
+    points.reserve(temperatures.size());
+    for (const double T : temperatures) points.push_back(solve_equilibrium_air(air, tables.get(), request, T, log));
+
+    if (request.csv) {
+        std::vector<std::vector<std::string>> rows;
+        rows.reserve(points.size());
+        for (const auto& point : points) rows.push_back(equilibrium_air_csv_row(point));
+        print_rows(equilibrium_air_csv_header(), rows, true);
+    } else {
+        std::cout << kEquilibriumAirName
+                  << ": air (N2 0.79, O2 0.21 by mole) in chemical equilibrium over 11 species, from the library's "
+                     "equilibrium engine; beside it the hypersonic medium's built-in tables at the same T and rho\n"
+                     "e and h include the enthalpies of formation (zero for N2 and O2 at 298.15 K); cp, gamma = "
+                     "cp/cv and a are the equilibrium values\n";
+        bool any_in_tables = false;
+        for (const auto& point : points) {
+            std::cout << "\n";
+            print_equilibrium_air_point(point, request, tables.get());
+            any_in_tables = any_in_tables || point.in_tables;
+        }
+        if (any_in_tables)
+            print_notes({"the tables' a is sqrt(p gamma/rho), as the hypersonic medium answers it; the engine's a is "
+                         "the equilibrium speed of sound, sqrt(kappa p/rho) with the isentropic exponent kappa, which "
+                         "is below gamma where the composition changes with density"});
+    }
     print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
     return kExitOk;
 }
@@ -1480,9 +1706,17 @@ int main(int argc, char** argv) {
         "are refused. An argument that ends in .json (or has .json: in it) is always taken for a file.";
 
     props_request props_args;
-    auto* props = app.add_subcommand("props", "A fluid's properties at pressure p and one or more temperatures");
-    props->add_option("MEDIUM", props_args.medium, medium_help)->required();
-    props->add_option("--p", props_args.p, "Absolute pressure [Pa]")->required();
+    auto* props = app.add_subcommand("props", "A fluid's properties at pressure p and one or more temperatures; "
+                                              "equilibrium air at density rho or pressure p");
+    props->add_option("MEDIUM", props_args.medium,
+                      medium_help + "; or " + kEquilibriumAirName + ", air in chemical equilibrium")
+        ->required();
+    // Required except for equilibrium-air, which takes --rho instead: checked after parsing.
+    props->add_option("--p", props_args.p,
+                      std::string("Absolute pressure [Pa]; required, except for ") + kEquilibriumAirName +
+                          " with --rho");
+    props->add_option("--rho", props_args.rho,
+                      std::string("Density [kg/m3]; only with ") + kEquilibriumAirName + ", instead of --p");
     props->add_option("--T", props_args.T, "Temperature [K], or a range FROM:TO:STEP (TO included when reached)")
         ->required()
         ->check(CLI::Validator(
@@ -1499,7 +1733,21 @@ int main(int argc, char** argv) {
                   "no gamma, M or a: they are shown as 0; a compressible liquid has no M (0). A non-Newtonian "
                   "liquid's viscosity needs a shear rate: mu shows n/a (--csv: the library's 1e+40); see "
                   "'viscosity'. At most 100000 rows.\n" +
-                  medium_footer);
+                  medium_footer + "\n" + kEquilibriumAirName +
+                  " (with exactly one of --rho and --p, no --Y): air of 79 % N2 and 21 % O2 by mole in chemical "
+                  "equilibrium over N2, O2, NO, N, O, N2+, O2+, NO+, N+, O+ and e-, solved by the library's engine "
+                  "at every density; for each T the state p [Pa], T [K], rho [kg/m3], e and h [J/kg] (enthalpies "
+                  "of formation included: zero for N2 and O2 at 298.15 K), cp [J/(kg K)], gamma = cp/cv, M "
+                  "[kg/mol], a [m/s] (equilibrium speed of sound), mu [Pa s], lambda [W/(m K)] (frozen) and the "
+                  "11 mole fractions, then the hypersonic medium's built-in tables at the same T and rho (for --p: "
+                  "the density the engine finds) with their relative difference; outside the tables (" +
+                  tables_range(mp::hypersonic::default_layout()) +
+                  ") the engine alone. The tables' a is sqrt(p gamma/rho). mu and lambda ignore collisions "
+                  "between charged particles: indicative only where the air is strongly ionised (above about "
+                  "9000 K at low density). --csv columns: p,T,rho,e,h,cp,gamma,M,a,mu,lambda, "
+                  "x_N2,x_O2,x_NO,x_N,x_O,x_N2+,x_O2+,x_NO+,x_N+,x_O+,x_e-, "
+                  "table_p,table_e,table_gamma,table_cp,table_M,table_mu,table_lambda (the table cells empty "
+                  "outside the tables). A state the engine does not solve ends the command with exit code 1.");
 
     invert_request invert_args;
     auto* invert = app.add_subcommand("invert", "A fluid's state from its total enthalpy H at pressure p");
@@ -1640,6 +1888,23 @@ int main(int argc, char** argv) {
         if (*inspect) return run_inspect(input, verbose);
         if (*props) {
             props_args.Y_given = props->count("--Y") > 0;
+            props_args.p_given = props->count("--p") > 0;
+            props_args.rho_given = props->count("--rho") > 0;
+            // Which of --p and --rho goes with which medium: usage errors, as a missing option is.
+            const auto usage_error = [](const std::string& message) {
+                std::cerr << "medium-physics props: " << message << "\nRun with --help for more information.\n";
+                return kExitUsage;
+            };
+            if (props_args.medium == kEquilibriumAirName) {
+                if (props_args.p_given == props_args.rho_given)
+                    return usage_error(std::string(kEquilibriumAirName) + " needs exactly one of --rho and --p" +
+                                       (props_args.p_given ? ", not both" : ""));
+                return run_props_equilibrium_air(props_args, verbose);
+            }
+            if (props_args.rho_given)
+                return usage_error(std::string("--rho is only for ") + kEquilibriumAirName + "; \"" +
+                                   props_args.medium + "\" takes --p");
+            if (!props_args.p_given) return usage_error("--p is required");
             return run_props(data_option, props_args, verbose);
         }
         if (*invert) return run_invert(data_option, invert_args, verbose);
