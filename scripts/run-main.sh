@@ -61,4 +61,7 @@ fi
 step "10. The saturation line of CO2 from the cubic equation of state (Soave temperature function)"
 "$cli" saturation CO2 --T 220:300:20
 
+step "11. Air behind a strong shock: chemical equilibrium at 8000 K and 0.01 kg/m3, engine beside the tables"
+"$cli" props equilibrium-air --rho 0.01 --T 8000
+
 step "Files are in $out"

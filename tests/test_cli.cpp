@@ -231,11 +231,11 @@ TEST_F(Cli, SaveOfAnUnknownMediumExits1AndWritesNoFile) {
 
 TEST_F(Cli, SaveOfAMaterialThisBuildCannotCreateExits1AndWritesNoFile) {
     const std::string dir = data_dir_with(
-        R"({"name": "thin-air", "identifier": "0A1B2C3D-0000-4000-8000-00000000ABCD", "kind": "hypersonic_gas"})");
+        R"({"name": "thin-air", "identifier": "0A1B2C3D-0000-4000-8000-00000000ABCD", "kind": "combustible"})");
     const auto r = run("save --data " + quoted(dir) + " -o " + quoted(path("out.mpf")) + " obsolete-cavitation thin-air");
     EXPECT_EQ(r.exit_code, 1);
     EXPECT_FALSE(fs::exists(path("out.mpf")));
-    EXPECT_NE(r.err.find("cannot create \"thin-air\" (kind hypersonic_gas): this build does not provide media of "
+    EXPECT_NE(r.err.find("cannot create \"thin-air\" (kind combustible): this build does not provide media of "
                          "this kind"),
               std::string::npos)
         << r.err;
@@ -1113,3 +1113,14 @@ TEST_F(Cli, RgTableMeasuresItsErrorAndLoadsWhatItSaved) {
 }
 
 }  // namespace
+
+TEST_F(Cli, SaveOfTheBuiltInEquilibriumAirCarriesItsTablesAndLoadsBack) {
+    const std::string file = save("air.mpf", "equilibrium-air");
+    EXPECT_GT(fs::file_size(file), 2000000u);  // the tables travel with the project
+    const auto r = run("inspect " + quoted(file));
+    ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
+    EXPECT_FALSE(line_matching(r.out, " +6 +[0-9]+ +tag 8 +C_hypersonic_gas_substance +D944193C-88E2-5230-A273-31019128B26F").empty())
+        << r.out;
+    EXPECT_FALSE(line_matching(r.out, " *[0-9]+ +40 +kind 9 +Hypersonic gas thermodynamics +[0-9A-F-]{36}").empty()) << r.out;
+    EXPECT_NE(r.out.find("loads with 1 substance and 1 medium"), std::string::npos) << r.out;
+}

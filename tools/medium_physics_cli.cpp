@@ -233,6 +233,9 @@ creation create_material(I_medium_physics& factory, const std::shared_ptr<IHostD
     if (kind == "real_gas")
         return fluid_result("CreateRealGasThermodynamics",
                             factory.CreateRealGasThermodynamics(description, description_array(), true, fluid));
+    if (kind == "hypersonic_gas")
+        return fluid_result("CreateHypersonicGasThermodynamics",
+                            factory.CreateHypersonicGasThermodynamics(description, true, fluid));
     if (kind == "combustible")
         return fluid_result("CreateCombustibleThermodynamics",
                             factory.CreateCombustibleThermodynamics(description, MP_KIND_COMBUSTIBLE_PT, 0.0, 0, true,
@@ -253,8 +256,7 @@ creation create_material(I_medium_physics& factory, const std::shared_ptr<IHostD
         c.created = c.status == MP_STATUS_OK && solid != nullptr;
         return c;
     }
-    // Hypersonic gas (and any kind the material schema may add): no factory operation takes a
-    // material description for it.
+    // Any kind the material schema may add before the library serves it.
     c.operation = "(none)";
     c.status = MP_STATUS_UNSUPPORTED;
     return c;
