@@ -8,6 +8,16 @@
 namespace {
 // Result slots of the table queries.
 enum : int { kFirst = 0, kSecond = 1, kSound = 2, kGamma = 3, kCp = 4, kMolar = 5, kViscosity = 6, kConductivity = 7 };
+
+// The six results every query gives in the same slots.
+void spread(const double* r, double* cp, double* gamma, double* M, double* a, double* mu, double* lambda) noexcept {
+    *cp = r[kCp];
+    *gamma = r[kGamma];
+    *M = r[kMolar];
+    *a = r[kSound];
+    *mu = r[kViscosity];
+    *lambda = r[kConductivity];
+}
 }  // namespace
 
 std::shared_ptr<C_hypersonic_gas_thermodynamics> C_hypersonic_gas_thermodynamics::create(
@@ -82,12 +92,7 @@ void C_hypersonic_gas_thermodynamics::get_properties_p_T(double p, double T, con
     m_gas->state_p_T(p, T, r);
     *rho = r[kFirst];
     *h = r[kSecond] + p / r[kFirst];
-    *cp = r[kCp];
-    *gamma = r[kGamma];
-    *M = r[kMolar];
-    *a = r[kSound];
-    *mu = r[kViscosity];
-    *lambda = r[kConductivity];
+    spread(r, cp, gamma, M, a, mu, lambda);
 }
 
 double C_hypersonic_gas_thermodynamics::get_temperature_from_enthalpy(double h, double p, const double* Y, double,
@@ -150,12 +155,7 @@ void C_hypersonic_gas_thermodynamics::get_properties_rho_e(double e, double rho,
     m_gas->state_e_rho(e, rho, r);
     *p = r[kSecond];
     *T = r[kFirst];
-    *cp = r[kCp];
-    *gamma = r[kGamma];
-    *M = r[kMolar];
-    *a = r[kSound];
-    *mu = r[kViscosity];
-    *lambda = r[kConductivity];
+    spread(r, cp, gamma, M, a, mu, lambda);
 }
 
 void C_hypersonic_gas_thermodynamics::get_properties_p_rho(double p, double rho, const double*, double, double* e,
@@ -165,12 +165,7 @@ void C_hypersonic_gas_thermodynamics::get_properties_p_rho(double p, double rho,
     m_gas->state_p_rho(p, rho, r);
     *e = r[kSecond];
     *T = r[kFirst];
-    *cp = r[kCp];
-    *gamma = r[kGamma];
-    *M = r[kMolar];
-    *a = r[kSound];
-    *mu = r[kViscosity];
-    *lambda = r[kConductivity];
+    spread(r, cp, gamma, M, a, mu, lambda);
 }
 
 double C_hypersonic_gas_thermodynamics::get_gamma(double T, const double*) const noexcept {
@@ -224,10 +219,5 @@ void C_hypersonic_gas_thermodynamics::get_properties_T_rho(double T, double rho,
     m_gas->state_T_rho(T, rho, r);
     *p = r[kSecond];
     *e = r[kFirst];
-    *cp = r[kCp];
-    *gamma = r[kGamma];
-    *M = r[kMolar];
-    *a = r[kSound];
-    *mu = r[kViscosity];
-    *lambda = r[kConductivity];
+    spread(r, cp, gamma, M, a, mu, lambda);
 }
