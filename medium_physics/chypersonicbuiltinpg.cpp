@@ -146,13 +146,42 @@ void CHypersonicBuiltInPG::interpolate_all(double x1, double x2, double* values)
 double CHypersonicBuiltInPG::bisect_x1(std::int32_t k, double target, double x2) const noexcept {
     if (!ready()) return kNaN;
     const x2_cell c2 = locate_x2(x2);
+    const double* column = m_tables[std::size_t(k)].data() + c2.j;
+    const std::size_t stride = std::size_t(m_n2);
+    const auto node_value = [&](std::int32_t i) noexcept {
+        const double* r = column + std::size_t(i) * stride;
+        return r[0] + (r[1] - r[0]) * c2.f;
+    };
+    // The halving visits the same midpoints as a plain bisection that looks every midpoint up,
+    // but without a logarithm per step: the cell s that holds the target is found first over the
+    // node values of the column (the table increases along x1), a midpoint below or above that
+    // cell is decided by its position alone, and only midpoints inside it are interpolated.
+    const std::int32_t last = m_n1 - 2;
+    std::int32_t s = 0;
+    for (std::int32_t lo_i = 0, hi_i = last; lo_i < hi_i;) {
+        const std::int32_t m = (lo_i + hi_i + 1) / 2;
+        if (node_value(m) <= target) lo_i = s = m;
+        else hi_i = m - 1;
+    }
+    const double x_lo = m_x1_nodes[std::size_t(s)];
+    const double x_hi = m_x1_nodes[std::size_t(s) + 1];
+    const double v_lo = node_value(s);
+    const double v_hi = node_value(s + 1);
     double lo = m_grid.x1_min;
     double hi = m_grid.x1_max;
     const double tol = m_grid.x1_tolerance;
     for (int n = 0; n < kMaxHalvings; ++n) {
         const double mid = 0.5 * (lo + hi);
         if (lo * tol > std::fabs(hi - lo)) return mid;
-        const double v = blend(k, locate_x1(mid), c2);
+        if (s > 0 && mid < x_lo) {
+            lo = mid;  // below the cell: the table is below the target there
+            continue;
+        }
+        if (s < last && mid >= x_hi) {
+            hi = mid;  // above the cell
+            continue;
+        }
+        const double v = v_lo + (v_hi - v_lo) * ((mid - x_lo) / (x_hi - x_lo));
         if (v == target) return mid;
         if (target > v) lo = mid;
         else hi = mid;

@@ -107,6 +107,22 @@ public:
         return m_tables[k].data() + std::size_t(i) * m_n2;
     }
 
+    // Where x1 falls: the row and the weight along x1 (clamped as the lookup clamps); generators
+    // on the same x1 axis share it.
+    struct x1_cell {
+        std::int32_t i;
+        double w;
+    };
+    // Where x2 falls: the column and the unclamped fraction along x2 (with the guard below).
+    struct x2_cell {
+        std::int32_t j;
+        double f;
+    };
+    x1_cell locate_x1(double x1) const noexcept;
+    x2_cell locate_x2(double x2) const noexcept;
+    // Table k at located coordinates (the generator must be ready).
+    double blend(std::int32_t k, const x1_cell& c1, const x2_cell& c2) const noexcept;
+
     // Table k at (x1, x2), and all tables at once (values[0..NP)).
     double interpolate(std::int32_t k, double x1, double x2) const noexcept;
     void interpolate_all(double x1, double x2, double* values) const noexcept;
@@ -130,18 +146,6 @@ public:
 private:
     CHypersonicBuiltInPG() = default;
 
-    // Where x1 falls: the row and the weight along x1.
-    struct x1_cell {
-        std::int32_t i;
-        double w;
-    };
-    struct x2_cell {
-        std::int32_t j;
-        double f;
-    };
-    x1_cell locate_x1(double x1) const noexcept;
-    x2_cell locate_x2(double x2) const noexcept;
-    double blend(std::int32_t k, const x1_cell& c1, const x2_cell& c2) const noexcept;
     double bisect_x1(std::int32_t k, double target, double x2) const noexcept;
     // P0..P6 at the final state into the eight results, slot 0 holding `first` and the slot of
     // the solved table the other table's value.

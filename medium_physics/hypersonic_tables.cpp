@@ -158,11 +158,13 @@ std::int32_t table_set::band_of_density(double rho) const noexcept {
 
 std::int32_t table_set::band_of_pressure(double p, double T) const noexcept {
     // The first band whose pressure at its upper edge reaches p (p increases with density).
+    // All bands share the temperature axis, so T is located once.
+    const CHypersonicBuiltInPG::x1_cell c1 = m_bands[0]->locate_x1(T);
     std::int32_t lo = 0, hi = band_count() - 1;
     while (lo < hi) {
         const std::int32_t mid = (lo + hi) / 2;
         const CHypersonicBuiltInPG& g = *m_bands[std::size_t(mid)];
-        if (g.interpolate(CHypersonicBuiltInPG::kPressure, T, g.grid().x2_max) >= p) hi = mid;
+        if (g.blend(CHypersonicBuiltInPG::kPressure, c1, g.locate_x2(g.grid().x2_max)) >= p) hi = mid;
         else lo = mid + 1;
     }
     return lo;
