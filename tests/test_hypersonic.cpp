@@ -73,7 +73,7 @@ std::shared_ptr<CHypersonicBuiltInPG> read_bytes(const bytes& data, bool swap = 
 
 }  // namespace
 
-TEST(HypersonicGenerator, BilinearFieldsAreExactAndTheAxesClampAndExtrapolateAsSpecified) {
+TEST(HypersonicGenerator, BilinearFieldsAreExactAndTheAxesClampOrExtrapolateFromTheEdgeCells) {
     auto g = make_generator(bilinear);
     std::mt19937 rng(5);
     std::uniform_real_distribution<double> T_of(100.0, 400.0), rho_of(1.0, 4.0);
