@@ -220,37 +220,27 @@ void CHypersonicBuiltInPG::fill(const x1_cell& c1, const x2_cell& c2, double x2,
     r[7] = blend(kConductivity, c1, c2);
 }
 
-namespace {
-void fill_nan(double* r) noexcept {
-    for (int k = 0; k < CHypersonicBuiltInPG::kResultCount; ++k) r[k] = kNaN;
+std::int32_t CHypersonicBuiltInPG::nan_results(double* r) noexcept {
+    for (int k = 0; k < kResultCount; ++k) r[k] = kNaN;
+    return 0;
 }
-}  // namespace
 
 std::int32_t CHypersonicBuiltInPG::state_from_x2_table0(double q1, double q2, double, double* r) const noexcept {
-    if (!ready()) {
-        fill_nan(r);
-        return 0;
-    }
+    if (!ready()) return nan_results(r);
     const double x1 = x1_from_table0(q1, q2);
     fill(locate_x1(x1), locate_x2(q2), q2, x1, kPressure, r);
     return 0;
 }
 
 std::int32_t CHypersonicBuiltInPG::state_from_x2_table1(double q1, double q2, double, double* r) const noexcept {
-    if (!ready()) {
-        fill_nan(r);
-        return 0;
-    }
+    if (!ready()) return nan_results(r);
     const double x1 = x1_from_table1(q1, q2);
     fill(locate_x1(x1), locate_x2(q2), q2, x1, kEnergy, r);
     return 0;
 }
 
 std::int32_t CHypersonicBuiltInPG::state_at(double q1, double q2, double, double* r) const noexcept {
-    if (!ready()) {
-        fill_nan(r);
-        return 0;
-    }
+    if (!ready()) return nan_results(r);
     const x1_cell c1 = locate_x1(q1);
     const x2_cell c2 = locate_x2(q2);
     fill(c1, c2, q2, blend(kEnergy, c1, c2), kPressure, r);
@@ -258,10 +248,7 @@ std::int32_t CHypersonicBuiltInPG::state_at(double q1, double q2, double, double
 }
 
 std::int32_t CHypersonicBuiltInPG::state_from_x1_table1(double q1, double q2, double, double* r) const noexcept {
-    if (!ready()) {
-        fill_nan(r);
-        return 0;
-    }
+    if (!ready()) return nan_results(r);
     const double x2 = x2_from_table1(q1, q2);
     fill(locate_x1(q2), locate_x2(x2), x2, x2, kEnergy, r);
     return 0;

@@ -140,6 +140,9 @@ public:
     void read(C_file_io& stream) override;
     void write(C_file_io& stream) const override;
 
+    // What a query answers without tables: eight NaNs; returns 0.
+    static std::int32_t nan_results(double* r) noexcept;
+
     // Bytes of table storage.
     std::size_t bytes() const noexcept { return std::size_t(m_np) * m_n1 * m_n2 * sizeof(double); }
 

@@ -170,29 +170,36 @@ std::int32_t table_set::band_of_pressure(double p, double T) const noexcept {
     return lo;
 }
 
-namespace {
-void nan_results(double* r) noexcept {
-    for (int k = 0; k < CHypersonicBuiltInPG::kResultCount; ++k) r[k] = std::numeric_limits<double>::quiet_NaN();
-}
-}  // namespace
 
 void table_set::state_e_rho(double e, double rho, double* r) const noexcept {
-    if (!ready()) return nan_results(r);
+    if (!ready()) {
+        CHypersonicBuiltInPG::nan_results(r);
+        return;
+    }
     band(band_of_density(rho)).state_from_x2_table0(e, rho, 0.0, r);
 }
 
 void table_set::state_p_rho(double p, double rho, double* r) const noexcept {
-    if (!ready()) return nan_results(r);
+    if (!ready()) {
+        CHypersonicBuiltInPG::nan_results(r);
+        return;
+    }
     band(band_of_density(rho)).state_from_x2_table1(p, rho, 0.0, r);
 }
 
 void table_set::state_T_rho(double T, double rho, double* r) const noexcept {
-    if (!ready()) return nan_results(r);
+    if (!ready()) {
+        CHypersonicBuiltInPG::nan_results(r);
+        return;
+    }
     band(band_of_density(rho)).state_at(T, rho, 0.0, r);
 }
 
 void table_set::state_p_T(double p, double T, double* r) const noexcept {
-    if (!ready()) return nan_results(r);
+    if (!ready()) {
+        CHypersonicBuiltInPG::nan_results(r);
+        return;
+    }
     band(band_of_pressure(p, T)).state_from_x1_table1(p, T, 0.0, r);
 }
 
