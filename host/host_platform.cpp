@@ -133,12 +133,22 @@ bool guid_utils::BuildGUIDFromString(const CHostString& text, host_guid& out) no
     return true;
 }
 
-void guid_utils::CreateUUID(host_guid& out) noexcept {
+namespace {
+// The generator of new identifiers, one per thread: randomly seeded unless a caller seeds it.
+std::mt19937_64& identifier_engine() noexcept {
     thread_local std::mt19937_64 engine = [] {
         std::random_device rd;
         std::seed_seq seq{rd(), rd(), rd(), rd(), rd(), rd(), rd(), rd()};
         return std::mt19937_64(seq);
     }();
+    return engine;
+}
+}  // namespace
+
+void standalone_host::seed_identifiers(std::uint64_t seed) noexcept { identifier_engine().seed(seed); }
+
+void guid_utils::CreateUUID(host_guid& out) noexcept {
+    auto& engine = identifier_engine();
     const std::uint64_t a = engine();
     const std::uint64_t b = engine();
     for (int i = 0; i < 8; ++i) {

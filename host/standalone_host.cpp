@@ -430,6 +430,8 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
         status = factory.CreateNonNewtonianLiquidThermodynamics(descriptions, register_it, out);
     else if (medium.kind == "compressible_liquid")
         status = factory.CreateCompressibleLiquidThermodynamics(descriptions, register_it, out);
+    else if (medium.kind == "hypersonic_gas" && medium.substances.size() == 1)
+        status = factory.CreateHypersonicGasThermodynamics(descriptions[0], register_it, out);
     if (status == 2) return fail(2, "media of kind " + medium.kind + " are not available in this build");
     if (status != 0) return fail(status, "the factory could not create " + medium.name + " (see the log)");
     return 0;

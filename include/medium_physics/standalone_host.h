@@ -72,6 +72,12 @@ MP_HOST_API std::uint64_t memory_live_bytes();
 // variable MEDIUM_PHYSICS_PRODUCT_DIR, else the current directory.
 MP_HOST_API void set_product_directory(const CHostString& directory);
 
+// ---- identifiers ------------------------------------------------------------------------------
+
+// Seeds the generator behind guid_utils::CreateUUID on the calling thread: the identifiers it makes
+// from then on are a fixed sequence, so that a saved stream can be reproduced byte for byte.
+MP_HOST_API void seed_identifiers(std::uint64_t seed) noexcept;
+
 // ---- the host object --------------------------------------------------------------------------
 
 // Forwards messages to host_log, answers a fixed thread count, and has no droplet data unless
