@@ -11,8 +11,8 @@
 #include <limits>
 #include <vector>
 
-#include "c_3d_property.h"
-#include "chem_table_file.h"
+#include "tables/c_3d_property.h"
+#include "tables/chem_table_file.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "medium_physics/standalone_host.h"
 

@@ -6,7 +6,7 @@
 #include <exception>
 
 #include "file_io/c_file_io/c_file_io.h"
-#include "hypersonic_tables.h"
+#include "hypersonic/hypersonic_tables.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     mp::hypersonic::table_set set;

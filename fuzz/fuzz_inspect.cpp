@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-#include "c_medium_physics.h"
+#include "factory/c_medium_physics.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "medium_physics/standalone_host.h"
 

@@ -7,8 +7,8 @@
 #include <exception>
 #include <memory>
 
-#include "c_2d_property.h"
-#include "crgpropertygenerator.h"
+#include "tables/c_2d_property.h"
+#include "real_gas/crgpropertygenerator.h"
 #include "file_io/c_file_io/c_file_io.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

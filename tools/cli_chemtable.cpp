@@ -10,8 +10,8 @@
 #include <memory>
 #include <string>
 
-#include "c_3d_property.h"
-#include "chem_table_file.h"
+#include "tables/c_3d_property.h"
+#include "tables/chem_table_file.h"
 
 namespace {
 

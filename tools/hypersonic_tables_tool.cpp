@@ -43,9 +43,9 @@
 #include <string>
 #include <vector>
 
-#include "equilibrium_air.h"
+#include "equilibrium/equilibrium_air.h"
 #include "file_io/c_file_io/c_file_io.h"
-#include "hypersonic_tables.h"
+#include "hypersonic/hypersonic_tables.h"
 
 namespace {
 

@@ -37,21 +37,21 @@
 #include <utility>
 #include <vector>
 
-#include "c_inc_nn_liquid_thermodynamics.h"
+#include "liquid/c_inc_nn_liquid_thermodynamics.h"
 #include "cli_chemtable.h"
-#include "c_1d_param.h"
-#include "c_2d_property.h"
-#include "c_medium_physics.h"
-#include "c_thermodynamic_base.h"
-#include "crgpropertygenerator.h"
-#include "equilibrium_air.h"
+#include "tables/c_1d_param.h"
+#include "tables/c_2d_property.h"
+#include "factory/c_medium_physics.h"
+#include "framework/c_thermodynamic_base.h"
+#include "real_gas/crgpropertygenerator.h"
+#include "equilibrium/equilibrium_air.h"
 #include "file_io/c_file_io/c_file_io.h"
-#include "hypersonic_tables.h"
+#include "hypersonic/hypersonic_tables.h"
 #include "medium_physics/host_guid.h"
 #include "medium_physics/i_medium_physics.h"
 #include "medium_physics/standalone_host.h"
 #include "medium_physics/thermodynamics.h"
-#include "mp_settings.h"
+#include "factory/mp_settings.h"
 
 #ifndef MP_VERSION
 #error "MP_VERSION must be defined by the build"

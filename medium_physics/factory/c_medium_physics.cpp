@@ -1,0 +1,628 @@
+// The medium factory and the library's one exported function.
+#include "factory/c_medium_physics.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "liquid/c_comp_liquid_thermodynamics.h"
+#include "hypersonic/c_hypersonic_gas_thermodynamics.h"
+#include "gas/c_ideal_gas_thermodynamics.h"
+#include "liquid/c_inc_liquid_thermodynamics.h"
+#include "liquid/c_inc_nn_liquid_thermodynamics.h"
+#include "obsolete/c_obsolete_media.h"
+#include "gas/c_perfect_gas_thermodynamics.h"
+#include "framework/c_thermodynamic_base.h"
+#include "file_io/c_file_io/c_file_io.h"
+#include "factory/mp_log.h"
+#include "factory/mp_settings.h"
+#include "factory/query_interface.h"
+
+#define MP_THIS_SOURCE "medium_physics/c_medium_physics"
+
+namespace {
+
+// Calls f(cache) for the cache at a run-time index.
+template <class F, std::size_t... I>
+void visit_cache_impl(C_medium_physics::caches& c, std::size_t index, F&& f, std::index_sequence<I...>) {
+    ((index == I ? (void)f(std::get<I>(c)) : (void)0), ...);
+}
+template <class F>
+void visit_cache(C_medium_physics::caches& c, std::size_t index, F&& f) {
+    visit_cache_impl(c, index, std::forward<F>(f), std::make_index_sequence<C_medium_physics::kCacheCount>{});
+}
+
+// The cache that carries a persistent tag; kCacheCount for an unknown tag.
+std::size_t cache_of_tag(std::int32_t tag) noexcept {
+    for (std::size_t i = 0; i < C_medium_physics::kCacheCount; ++i)
+        if (C_medium_physics::kCacheTags[i] == tag) return i;
+    return C_medium_physics::kCacheCount;
+}
+
+constexpr const char* kCacheNames[C_medium_physics::kCacheCount] = {
+    "C_ideal_gas_substance",         "C_perfect_gas_substance",
+    "C_incompressible_liquid_substance", "C_inc_non_newtonian_liquid_substance",
+    "C_compressible_liquid_substance",   "C_heatconducting_solid",
+    "C_electroconducting_solid",     "C_real_gas_substance (real gas)",
+    "C_real_gas_substance (phase change)", "C_combustible_substance_VT",
+    "C_combustible_substance_PT",    "C_hypersonic_gas_substance",
+    "obsolete model substance",      "single-component gas substance",
+};
+
+using medium_loader = fluid_ptr (*)(C_file_io&, const C_medium_physics&);
+
+template <class Medium>
+fluid_ptr load_medium(C_file_io& stream, const C_medium_physics& factory) {
+    return Medium::load(stream, factory);
+}
+
+// Loaders by kind code; nullptr where this build does not provide the medium.
+constexpr medium_loader kLoaders[] = {
+    load_medium<C_ideal_gas_thermodynamics>,                 // 0
+    load_medium<C_inc_liquid_thermodynamics>,                // 1
+    load_medium<C_inc_non_newtonian_liquid_thermodynamics>,  // 2
+    load_medium<C_comp_liquid_thermodynamics>,               // 3
+    nullptr,                                                 // 4 isothermal cavitation
+    nullptr,                                                 // 5 real gas
+    nullptr,                                                 // 6 real gas with phase change
+    nullptr,                                                 // 7 combustible (VT)
+    nullptr,                                                 // 8 combustible (PT)
+    load_medium<C_hypersonic_gas_thermodynamics>,            // 9
+    load_medium<C_cavitation_therm_obsolete>,                // 10
+    nullptr,                                                 // 11 condensation (obsolete)
+    load_medium<C_perfect_gas_thermodynamics>,               // 12
+    nullptr,                                                 // 13 single-component gas
+    nullptr,                                                 // 14 free-surface VOF
+};
+static_assert(std::size(kLoaders) == kMediumKindCount, "one loader (or none) per kind code");
+
+std::uint64_t position(C_file_io& stream) noexcept {
+    try {
+        return stream.tell();
+    } catch (...) {
+        return 0;
+    }
+}
+
+std::string guid_text(const host_guid& id) { return guid_utils::ToString(id).to_utf8(); }
+
+void note(load_report* report, std::uint64_t offset, int depth, std::string text) {
+    if (report != nullptr) report->items.push_back({offset, depth, std::move(text)});
+}
+
+}  // namespace
+
+C_medium_physics::C_medium_physics(std::shared_ptr<IHostObject> host) : m_host(std::move(host)) {}
+
+C_medium_physics::~C_medium_physics() = default;
+
+std::int32_t C_medium_physics::query_interface(std::any& requested) {
+    auto self = m_self.lock();
+    if (!self) return MP_STATUS_UNSUPPORTED;
+    if (auto* p = std::any_cast<std::shared_ptr<I_medium_physics>>(&requested)) {
+        *p = self;
+        return MP_STATUS_OK;
+    }
+    if (auto* p = std::any_cast<std::shared_ptr<IHostUnknown>>(&requested)) {
+        *p = self;
+        return MP_STATUS_OK;
+    }
+    return MP_STATUS_UNSUPPORTED;
+}
+
+std::int32_t C_medium_physics::unavailable(const char* operation) {
+    mp::log_line(m_host.get(), mp::line_kind::error,
+                 "ERROR: MediumPhysics: %s(%d): %s: this medium is not available in this build\n", MP_THIS_SOURCE,
+                 __LINE__, operation);
+    return MP_STATUS_UNSUPPORTED;
+}
+
+void C_medium_physics::enter(const fluid_ptr& medium, bool register_it) {
+    if (!register_it) return;
+    if (const auto* base = dynamic_cast<const C_thermodynamic_base*>(medium.get())) {
+        host_guid key;
+        base->get_identity(key.bytes.data());
+        m_registry[key] = medium;
+    }
+}
+
+// ---- creating operations ------------------------------------------------------------------------
+
+template <std::size_t Cache, class Medium>
+std::int32_t C_medium_physics::create_mixture(const description_array& gases, bool register_it, fluid_ptr& out,
+                                              const char* operation) {
+    using substance_type = typename std::tuple_element_t<Cache, caches>::substance_type;
+    using description_type = typename substance_type::description_type;
+    const auto refuse = [&](const char* why) {
+        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE,
+                     __LINE__, operation, why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (gases.size() > thermo::kMaxCleanedSubstances) return refuse("a mixture holds at most 100 substances");
+        auto& entries = std::get<Cache>(m_caches).entries;
+        typename Medium::substances list(gases.size());
+        for (std::int32_t i = 0; i < gases.size(); ++i) {
+            const auto& description = gases[i];
+            if (!description) return refuse("a description is missing");
+            CHostString id_text;
+            description->get_identifier(id_text);
+            host_guid key;
+            if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("a description's identifier is not a GUID");
+            auto it = entries.find(key);
+            if (it == entries.end()) {
+                std::any request = std::shared_ptr<description_type>();
+                if (description->query_interface(request) != MP_STATUS_OK)
+                    return refuse("a description is not of the medium's kind");
+                const auto typed = std::any_cast<std::shared_ptr<description_type>>(request);
+                auto substance = std::make_shared<substance_type>();
+                if (!typed || !substance->init(*typed, m_host.get())) return refuse("a substance could not be built");
+                it = entries.emplace(key, std::move(substance)).first;
+            }
+            list[i] = it->second;
+        }
+        fluid_ptr medium = Medium::create(list);
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
+}
+
+std::int32_t C_medium_physics::CreateIdealGasThermodynamics(const description_array& gases, bool register_it,
+                                                            fluid_ptr& out) {
+    return create_mixture<kIdealGasCache, C_ideal_gas_thermodynamics>(gases, register_it, out,
+                                                                      "CreateIdealGasThermodynamics");
+}
+std::int32_t C_medium_physics::CreatePerfectGasThermodynamics(const description_array& gases, bool register_it,
+                                                              fluid_ptr& out) {
+    return create_mixture<kPerfectGasCache, C_perfect_gas_thermodynamics>(gases, register_it, out,
+                                                                          "CreatePerfectGasThermodynamics");
+}
+std::int32_t C_medium_physics::CreateIncompressibleLiquidThermodynamics(const description_array& liquids,
+                                                                        bool register_it, fluid_ptr& out) {
+    return create_mixture<kIncLiquidCache, C_inc_liquid_thermodynamics>(liquids, register_it, out,
+                                                                        "CreateIncompressibleLiquidThermodynamics");
+}
+std::int32_t C_medium_physics::CreateFreeSurfaceVofThermodynamics(const fluid_array&, bool, fluid_ptr&) {
+    return unavailable("CreateFreeSurfaceVofThermodynamics");
+}
+std::int32_t C_medium_physics::CreateNonNewtonianLiquidThermodynamics(const description_array& liquids,
+                                                                      bool register_it, fluid_ptr& out) {
+    return create_mixture<kNonNewtonianLiquidCache, C_inc_non_newtonian_liquid_thermodynamics>(
+        liquids, register_it, out, "CreateNonNewtonianLiquidThermodynamics");
+}
+std::int32_t C_medium_physics::CreateCompressibleLiquidThermodynamics(const description_array& liquids,
+                                                                      bool register_it, fluid_ptr& out) {
+    return create_mixture<kCompLiquidCache, C_comp_liquid_thermodynamics>(liquids, register_it, out,
+                                                                          "CreateCompressibleLiquidThermodynamics");
+}
+template <std::size_t Cache, class Solid, class Out, class Build>
+std::int32_t C_medium_physics::create_solid(const std::shared_ptr<IHostDescription>& description, Out& out,
+                                            const char* operation, Build&& build) {
+    const auto refuse = [&](const char* why) {
+        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE,
+                     __LINE__, operation, why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (!description) return refuse("the description is missing");
+        CHostString id_text;
+        description->get_identifier(id_text);
+        host_guid key;
+        if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("the identifier is not a GUID");
+        auto& entries = std::get<Cache>(m_caches).entries;
+        auto it = entries.find(key);
+        if (it == entries.end()) {
+            auto solid = std::make_shared<Solid>();
+            if (!build(*solid)) return refuse("the solid could not be built");
+            it = entries.emplace(key, std::move(solid)).first;
+        }
+        Out made = it->second;
+        out.swap(made);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
+}
+
+namespace {
+// The solid interface of a description, or nullptr.
+std::shared_ptr<I_solid_description> solid_description(const std::shared_ptr<IHostDescription>& d) {
+    std::any request = std::shared_ptr<I_solid_description>();
+    if (!d || d->query_interface(request) != MP_STATUS_OK) return nullptr;
+    return std::any_cast<std::shared_ptr<I_solid_description>>(request);
+}
+}  // namespace
+
+std::int32_t C_medium_physics::CreateHeatConductingSolid(const std::shared_ptr<IHostDescription>& description,
+                                                         const solid_axes& axes,
+                                                         std::shared_ptr<MED_PHYSICS::I_heatconducting_solid>& out) {
+    return create_solid<kHeatSolidCache, C_heatconducting_solid>(
+        description, out, "CreateHeatConductingSolid", [&](C_heatconducting_solid& solid) {
+            const auto d = solid_description(description);
+            return d && solid.init(*d, description, axes, m_host.get());
+        });
+}
+
+std::int32_t C_medium_physics::CreateHeatConductingSolidFromValues(
+    const std::shared_ptr<IHostDescription>& description, const host_shared_array<double>& values,
+    std::shared_ptr<MED_PHYSICS::I_heatconducting_solid>& out) {
+    return create_solid<kHeatSolidCache, C_heatconducting_solid>(
+        description, out, "CreateHeatConductingSolidFromValues",
+        [&](C_heatconducting_solid& solid) { return solid.init(*description, description, values, m_host.get()); });
+}
+
+std::int32_t C_medium_physics::CreateElectroConductingSolid(const std::shared_ptr<IHostDescription>& description,
+                                                            const solid_axes& axes,
+                                                            std::shared_ptr<MED_PHYSICS::I_electroconducting_solid>& out) {
+    return create_solid<kElectroSolidCache, C_electroconducting_solid>(
+        description, out, "CreateElectroConductingSolid", [&](C_electroconducting_solid& solid) {
+            const auto d = solid_description(description);
+            return d && solid.init(*d, description, axes, m_host.get());
+        });
+}
+std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamics(const std::shared_ptr<IHostDescription>&,
+                                                                        const description_array&, double, bool,
+                                                                        fluid_ptr&) {
+    return unavailable("CreateIsothermalCavitationThermodynamics");
+}
+std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamicsInc(const std::shared_ptr<IHostDescription>&,
+                                                                           const description_array&, double, bool,
+                                                                           fluid_ptr&) {
+    return unavailable("CreateIsothermalCavitationThermodynamicsInc");
+}
+std::int32_t C_medium_physics::CreateRealGasThermodynamics(const std::shared_ptr<IHostDescription>&,
+                                                           const description_array&, bool, fluid_ptr&) {
+    return unavailable("CreateRealGasThermodynamics");
+}
+std::int32_t C_medium_physics::CreateRealGasPhaseChangeThermodynamics(const std::shared_ptr<IHostDescription>&,
+                                                                      const description_array&, bool, fluid_ptr&) {
+    return unavailable("CreateRealGasPhaseChangeThermodynamics");
+}
+
+std::int32_t C_medium_physics::CreateCombustibleThermodynamics(const std::shared_ptr<IHostDescription>&,
+                                                               std::int32_t kind, double, std::int32_t, bool,
+                                                               fluid_ptr&) {
+    // Kinds other than 7 and 8 create nothing; the combustible media themselves are not in this
+    // build. The operation answers 0 either way.
+    if (kind == MP_KIND_COMBUSTIBLE_VT || kind == MP_KIND_COMBUSTIBLE_PT) unavailable("CreateCombustibleThermodynamics");
+    return MP_STATUS_OK;
+}
+
+std::int32_t C_medium_physics::CreateSingleComponentThermodynamics(bool, fluid_ptr&) {
+    return unavailable("CreateSingleComponentThermodynamics");
+}
+
+std::int32_t C_medium_physics::CreateCavitationObsoleteThermodynamics(double parameter, bool register_it,
+                                                                      fluid_ptr& out) {
+    try {
+        host_guid key;
+        guid_utils::BuildGUIDFromString(C_obsolete_model_substance::kCavitationIdentifier, key);
+        auto& entries = std::get<kObsoleteCache>(m_caches).entries;
+        auto it = entries.find(key);
+        if (it == entries.end()) {
+            auto substance = std::make_shared<C_obsolete_model_substance>(key, CHostString(u"Obsolete cavitation model"),
+                                                                          parameter, m_host.get());
+            it = entries.emplace(key, std::move(substance)).first;
+        }
+        fluid_ptr medium = std::make_shared<C_cavitation_therm_obsolete>(it->second);
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (...) {
+        return MP_STATUS_FAILURE;
+    }
+}
+
+std::int32_t C_medium_physics::CreateCondensationObsoleteThermodynamics(const description_array&, double, bool,
+                                                                        fluid_ptr&) {
+    return unavailable("CreateCondensationObsoleteThermodynamics");
+}
+
+std::int32_t C_medium_physics::CreateSingleComponentThermodynamicsFromDescription(
+    const std::shared_ptr<IHostDescription>&, bool, fluid_ptr&) {
+    return unavailable("CreateSingleComponentThermodynamicsFromDescription");
+}
+
+// ---- lookup, droplets, description, settings ---------------------------------------------------
+
+std::int32_t C_medium_physics::FindThermodynamics(const host_guid& identifier, fluid_ptr& out) {
+    const auto it = m_registry.find(identifier);
+    if (it == m_registry.end()) return MP_STATUS_FAILURE;
+    out = it->second;
+    return MP_STATUS_OK;
+}
+
+namespace {
+
+// The droplet model around the host's droplet data (the model itself is not specified further).
+class C_droplet_model final : public IHostUnknown, public std::enable_shared_from_this<C_droplet_model> {
+public:
+    explicit C_droplet_model(std::shared_ptr<IHostDropletData> data) : m_data(std::move(data)) {}
+    std::int32_t query_interface(std::any& requested) override {
+        if (auto* p = std::any_cast<std::shared_ptr<IHostDropletData>>(&requested)) {
+            *p = m_data;
+            return MP_STATUS_OK;
+        }
+        return mp::hand_out<IHostUnknown>(weak_from_this().lock(), requested);
+    }
+
+private:
+    std::shared_ptr<IHostDropletData> m_data;
+};
+
+}  // namespace
+
+std::int32_t C_medium_physics::CreateDropletModel(const std::shared_ptr<IHostUnknown>& host,
+                                                  std::shared_ptr<IHostUnknown>& out) {
+    try {
+        std::shared_ptr<IHostDropletData> data;
+        if (host) {
+            std::any request = &data;
+            host->query_interface(request);
+        }
+        if (!data) {
+            out.reset();
+            return MP_STATUS_OK;
+        }
+        std::shared_ptr<IHostUnknown> model = std::make_shared<C_droplet_model>(std::move(data));
+        out.swap(model);
+        return MP_STATUS_OK;
+    } catch (...) {
+        return MP_STATUS_FAILURE;
+    }
+}
+
+std::int32_t C_medium_physics::GetDescription(CHostString& text) {
+    text = CHostString(u"under construction");
+    return MP_STATUS_OK;
+}
+
+std::int32_t C_medium_physics::CreateHypersonicGasThermodynamics(const std::shared_ptr<IHostDescription>& gas,
+                                                                 bool register_it, fluid_ptr& out) {
+    const auto refuse = [&](const char* why) {
+        mp::log_line(m_host.get(), mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): CreateHypersonicGasThermodynamics: %s\n", MP_THIS_SOURCE, __LINE__,
+                     why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (!gas) return refuse("the description is missing");
+        CHostString id_text;
+        gas->get_identifier(id_text);
+        host_guid key;
+        if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("the description's identifier is not a GUID");
+        auto& entries = std::get<kHypersonicCache>(m_caches).entries;
+        auto it = entries.find(key);
+        if (it == entries.end()) {
+            auto substance = std::make_shared<C_hypersonic_gas_substance>();
+            if (!substance->init(*gas, m_host.get())) return refuse("the substance could not be built");
+            it = entries.emplace(key, std::move(substance)).first;
+        }
+        fluid_ptr medium = C_hypersonic_gas_thermodynamics::create(it->second);
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
+}
+
+std::int32_t C_medium_physics::SetMemoryWatchMode(std::int32_t mode) {
+    mp::set_memory_watch_mode(mode);
+    return MP_STATUS_OK;
+}
+
+// ---- Save ---------------------------------------------------------------------------------------
+
+std::int32_t C_medium_physics::save_substances(C_file_io& stream) {
+    stream.put<std::uint8_t>(0);
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < kCacheCount; ++i) visit_cache(m_caches, i, [&](auto& c) { total += c.entries.size(); });
+    stream.put(static_cast<std::int32_t>(total));
+    for (const std::size_t index : kSaveOrder) {
+        visit_cache(m_caches, index, [&](auto& c) {
+            for (const auto& [key, substance] : c.entries) {
+                stream.put(kCacheTags[index]);
+                stream.write_guid(key);
+                substance->write(stream);
+            }
+        });
+    }
+    return MP_STATUS_OK;
+}
+
+std::int32_t C_medium_physics::save_registry(C_file_io& stream) {
+    stream.put<std::uint8_t>(0);
+    stream.put(static_cast<std::int32_t>(m_registry.size()));
+    for (const auto& [key, medium] : m_registry) {
+        std::any request = std::shared_ptr<I_write>();
+        if (medium->query_interface(request) != MP_STATUS_OK) return MP_STATUS_FAILURE;
+        const auto writer = std::any_cast<std::shared_ptr<I_write>>(request);
+        if (!writer) return MP_STATUS_FAILURE;
+        stream.put(writer->get_type_id());
+        writer->write(stream);
+    }
+    return MP_STATUS_OK;
+}
+
+std::int32_t C_medium_physics::Save(C_file_io& stream) {
+    try {
+        stream.put<std::uint8_t>(0);
+        if (save_substances(stream) != MP_STATUS_OK) return MP_STATUS_FAILURE;
+        return save_registry(stream);
+    } catch (const std::exception& e) {
+        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Save: %s\n", MP_THIS_SOURCE,
+                     __LINE__, e.what());
+    } catch (...) {
+        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Save failed\n", MP_THIS_SOURCE,
+                     __LINE__);
+    }
+    return MP_STATUS_FAILURE;
+}
+
+// ---- Load ---------------------------------------------------------------------------------------
+
+bool C_medium_physics::load_substance_entry(C_file_io& stream, std::int32_t tag, load_report* report) {
+    const std::size_t index = cache_of_tag(tag);
+    bool ok = false;
+    visit_cache(m_caches, index, [&](auto& c) {
+        using S = typename std::decay_t<decltype(c)>::substance_type;
+        host_guid key;
+        stream.read_guid(key);
+        auto substance = std::make_shared<S>();
+        if (!substance->read(stream)) {
+            if (report != nullptr)
+                report->failure_reason = std::string("cache tag ") + std::to_string(tag) + " (" + kCacheNames[index] +
+                                         "): the substance record was refused (unknown version, or a substance class "
+                                         "this build does not provide)";
+            return;
+        }
+        // Media refer to a substance by its own identifier: a key that differs from it is damage,
+        // and accepting it would save a project that does not load again.
+        if (substance->identity() != key) {
+            if (report != nullptr)
+                report->failure_reason = std::string("cache tag ") + std::to_string(tag) + ": the key " +
+                                         guid_text(key) + " is not the substance's own identifier " +
+                                         guid_text(substance->identity());
+            mp::log_line(m_host.get(), mp::line_kind::error,
+                         "ERROR: MediumPhysics: %s(%d): Load: a substance's key differs from its identifier\n",
+                         MP_THIS_SOURCE, __LINE__);
+            return;
+        }
+        substance->set_sink(m_host.get());
+        note(report, 0, 1,
+             "tag " + std::to_string(tag) + " (" + kCacheNames[index] + ") " + guid_text(key));
+        // An entry already in the cache stays: media built before the load keep their substance.
+        c.entries.emplace(key, std::move(substance));
+        ok = true;
+    });
+    return ok;
+}
+
+bool C_medium_physics::load_registry_entry(C_file_io& stream, std::int32_t kind, load_report* report) {
+    const medium_loader loader = kind >= 0 && kind < kMediumKindCount ? kLoaders[kind] : nullptr;
+    if (loader == nullptr) {
+        if (report != nullptr)
+            report->failure_reason = kind >= 0 && kind < kMediumKindCount
+                                         ? std::string("kind ") + std::to_string(kind) + " (" +
+                                               thermo::kind_display_name(kind) + ") is not available in this build"
+                                         : std::string("unknown kind code ") + std::to_string(kind);
+        mp::log_line(m_host.get(), mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): Load: cannot rebuild a medium of kind %d\n", MP_THIS_SOURCE,
+                     __LINE__, static_cast<int>(kind));
+        return false;
+    }
+    fluid_ptr medium = loader(stream, *this);
+    if (!medium) {
+        if (report != nullptr)
+            report->failure_reason = std::string("kind ") + std::to_string(kind) +
+                                     ": the medium record was refused (unknown version or unknown substance)";
+        return false;
+    }
+    const auto* base = dynamic_cast<const C_thermodynamic_base*>(medium.get());
+    if (base == nullptr) return false;
+    note(report, 0, 1,
+         "kind " + std::to_string(kind) + " (" + thermo::kind_display_name(kind) + ") " + guid_text(base->identity()));
+    m_registry[base->identity()] = medium;
+    return true;
+}
+
+std::int32_t C_medium_physics::load_with_report(C_file_io& stream, load_report* report) {
+    std::uint64_t record_start = 0;
+    const auto fail = [&](std::string reason) {
+        if (report != nullptr) {
+            report->failed = true;
+            report->failure_offset = record_start;
+            report->stream_position = position(stream);
+            if (!reason.empty()) report->failure_reason = std::move(reason);
+        }
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        record_start = position(stream);
+        std::uint8_t version = 0xFF;
+        stream.read(&version, 1);
+        if (version != 0) return fail("factory record version " + std::to_string(version) + " is not 0");
+        note(report, record_start, 0, "factory record, version 0");
+
+        record_start = position(stream);
+        std::uint8_t part = 0xFF;
+        stream.read(&part, 1);
+        if (part != 0) return fail("substance part version " + std::to_string(part) + " is not 0");
+        std::int32_t count = -1;
+        stream.read(&count, 1);
+        note(report, record_start, 0,
+             "substances: version 0, " + std::to_string(count) + (count == 1 ? " entry" : " entries"));
+        for (std::int32_t i = 0; i < count; ++i) {
+            record_start = position(stream);
+            std::int32_t tag = -1;
+            stream.read(&tag, 1);
+            if (tag < 0) return fail("negative cache tag " + std::to_string(tag));
+            if (tag >= static_cast<std::int32_t>(kCacheCount)) {
+                // Deliberately tolerant: the entry is skipped and the next bytes are the next tag.
+                note(report, record_start, 1, "tag " + std::to_string(tag) + " (unknown cache): skipped");
+                continue;
+            }
+            if (!load_substance_entry(stream, tag, report)) return fail("");
+            if (report != nullptr) report->items.back().offset = record_start;
+        }
+
+        record_start = position(stream);
+        part = 0xFF;
+        stream.read(&part, 1);
+        if (part != 0) return fail("registry part version " + std::to_string(part) + " is not 0");
+        count = -1;
+        stream.read(&count, 1);
+        note(report, record_start, 0,
+             "registry: version 0, " + std::to_string(count) + (count == 1 ? " entry" : " entries"));
+        for (std::int32_t i = 0; i < count; ++i) {
+            record_start = position(stream);
+            std::int32_t kind = -1;
+            stream.read(&kind, 1);
+            if (!load_registry_entry(stream, kind, report)) return fail("");
+            if (report != nullptr) report->items.back().offset = record_start;
+        }
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Load: %s\n", MP_THIS_SOURCE,
+                     __LINE__, e.what());
+        return fail(e.what());
+    } catch (...) {
+        return fail("unknown exception");
+    }
+}
+
+std::int32_t C_medium_physics::Load(C_file_io& stream) { return load_with_report(stream, nullptr); }
+
+std::int32_t inspect_factory_stream(C_file_io& stream, const std::shared_ptr<IHostObject>& host, load_report& report) {
+    try {
+        auto factory = std::make_shared<C_medium_physics>(host);
+        factory->set_self(factory);
+        return factory->load_with_report(stream, &report);
+    } catch (...) {
+        report.failed = true;
+        report.failure_reason = "out of memory";
+        return MP_STATUS_FAILURE;
+    }
+}
+
+// ---- the exported entry point -------------------------------------------------------------------
+
+extern "C" MEDIUM_PHYSICS_API std::int32_t create_medium_physics(std::shared_ptr<I_medium_physics>& result,
+                                                                 const std::shared_ptr<IHostObject>& host) {
+    try {
+        auto factory = std::make_shared<C_medium_physics>(host);
+        factory->set_self(factory);
+        result = factory;
+        std::int32_t threads = -1;
+        if (host) host->get_thread_count(&threads);
+        mp::set_thread_count(threads);
+        return MP_STATUS_OK;
+    } catch (...) {
+        return MP_STATUS_FAILURE;
+    }
+}

@@ -1,0 +1,76 @@
+#include "liquid/c_comp_liquid_thermodynamics.h"
+
+#include <cmath>
+
+#include "factory/query_interface.h"
+
+// Where each report comes from: one line per check and per iteration.
+const int C_comp_liquid_thermodynamics::kSiteCpDrop = __LINE__;
+const int C_comp_liquid_thermodynamics::kSiteCpNegative = __LINE__;
+const mp::newton_site C_comp_liquid_thermodynamics::kSitePH{__LINE__, __LINE__ + 1};
+const mp::newton_site C_comp_liquid_thermodynamics::kSiteRhoT{__LINE__, __LINE__ + 1};
+const mp::newton_site C_comp_liquid_thermodynamics::kSiteTph{__LINE__, __LINE__ + 1};
+// Labels of the flat component array: built from descriptions, or read from a stream.
+const int C_comp_liquid_thermodynamics::kFlatArrayCreateLine = __LINE__;
+const int C_comp_liquid_thermodynamics::kFlatArrayLoadLine = __LINE__;
+
+std::int32_t C_comp_liquid_thermodynamics::query_interface(std::any& requested) {
+    return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics,
+                        I_solver__fluid_thermodynamics_common, I_solver__thermodynamics_P_H,
+                        I_solver__incompressible_liquid, I_write, I_identity, FluidRadProp::I_radiation_properties>(
+        weak_from_this().lock(), requested);
+}
+
+double C_comp_liquid_thermodynamics::get_drho_dp(double p, double T, const double* Y) const noexcept {
+    // rho = 1 / sum(Y_i / rho_i): d rho / dp = rho^2 sum(Y_i (d rho_i / dp) / rho_i^2)
+    const double rho = get_density(p, T, Y);
+    double sum = 0.0;
+    for (std::int32_t i = 0; i < m_count; ++i) {
+        const auto& s = component(i);
+        const double rho_i = s.density(p, T);
+        sum += Y[i] * s.drho_dp(p, T) / (rho_i * rho_i);
+    }
+    return rho * rho * sum;
+}
+
+double C_comp_liquid_thermodynamics::get_compressibility(double p, double T, const double* Y) const noexcept {
+    return get_drho_dp(p, T, Y);
+}
+
+double C_comp_liquid_thermodynamics::drho_dT(double p, double T, const double* Y) const noexcept {
+    return (get_density(p, T + kTemperatureStep, Y) - get_density(p, T - kTemperatureStep, Y)) / (2.0 * kTemperatureStep);
+}
+
+double C_comp_liquid_thermodynamics::get_expansion_factor(double p, double T, const double* Y) const noexcept {
+    return -T / get_density(p, T, Y) * drho_dT(p, T, Y);
+}
+
+void C_comp_liquid_thermodynamics::acoustics(double p, double T, const double* Y, double* gamma, double* a) const noexcept {
+    const double rho = get_density(p, T, Y);
+    const double isothermal = get_drho_dp(p, T, Y);
+    const double dT = drho_dT(p, T, Y);
+    const double isentropic = isothermal - T * dT * dT / (rho * rho * raw_cp(p, T, Y));
+    *gamma = isothermal / isentropic;
+    *a = 1.0 / std::sqrt(isentropic);
+}
+
+double C_comp_liquid_thermodynamics::get_sound_speed(double p, double T, const double* Y) const noexcept {
+    double gamma = 0.0, a = 0.0;
+    acoustics(p, T, Y, &gamma, &a);
+    return a;
+}
+
+void C_comp_liquid_thermodynamics::get_properties_p_T(double p, double T, const double* Y, double* rho, double* h,
+                                                      double* cp, double* gamma, double* M, double* a, double* mu,
+                                                      double* lambda) const noexcept {
+    C_liquid_mixture::get_properties_p_T(p, T, Y, rho, h, cp, gamma, M, a, mu, lambda);
+    acoustics(p, T, Y, gamma, a);
+}
+
+void C_comp_liquid_thermodynamics::get_properties_p_H(double H, double p, const double* Y, double G2, double T0,
+                                                      double* rho, double* T, double* cp, double* gamma, double* M,
+                                                      double* a, double* mu, double* lambda,
+                                                      double* p_out) const noexcept {
+    C_liquid_mixture::get_properties_p_H(H, p, Y, G2, T0, rho, T, cp, gamma, M, a, mu, lambda, p_out);
+    acoustics(p, *T, Y, gamma, a);
+}

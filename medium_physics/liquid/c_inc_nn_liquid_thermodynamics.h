@@ -1,0 +1,32 @@
+// C_inc_non_newtonian_liquid_thermodynamics (kind 2): the incompressible liquid mixture over
+// non-Newtonian components. Its viscosity needs the shear rate, so get_viscosity answers the
+// sentinel 1e40 (which a solver must not use as a viscosity) and get_non_newtonian_viscosity mixes
+// the components' laws with squared specific volumes; a negative corrected cp is an error, and
+// RhoT reports a falling enthalpy under the number 3003. SI units throughout.
+#pragma once
+
+#include "liquid/c_inc_liquid.h"
+#include "liquid/c_liquid_mixture.h"
+
+class C_inc_non_newtonian_liquid_thermodynamics final
+    : public C_liquid_mixture<C_inc_non_newtonian_liquid_thermodynamics, C_inc_non_newtonian_liquid_substance>,
+      public virtual I_solver__incompressible_non_newton_liquid {
+public:
+    static constexpr const char* kSource = "medium_physics/c_inc_nn_liquid_thermodynamics";
+    static constexpr std::size_t kCacheIndex = C_medium_physics::kNonNewtonianLiquidCache;
+    static constexpr bool kNegativeCpIsError = true;
+    static constexpr int kRhoTNotIncreasingNumber = 3003;
+    // The viscosity answered without a shear rate, Pa s.
+    static constexpr double kViscositySentinel = 1e40;
+    static const int kSiteCpDrop, kSiteCpNegative, kFlatArrayCreateLine, kFlatArrayLoadLine;
+    static const mp::newton_site kSitePH, kSiteRhoT, kSiteTph;
+
+    std::int32_t query_interface(std::any& requested) override;
+    std::int32_t get_type_id() const noexcept override { return MP_KIND_INC_NON_NEWTONIAN_LIQUID; }
+    double get_viscosity(double, double, const double*) const noexcept override { return kViscositySentinel; }
+    double get_non_newtonian_viscosity(double p, double T, const double* Y, double shear_rate) const noexcept override;
+
+private:
+    friend class C_liquid_mixture<C_inc_non_newtonian_liquid_thermodynamics, C_inc_non_newtonian_liquid_substance>;
+    C_inc_non_newtonian_liquid_thermodynamics() = default;
+};

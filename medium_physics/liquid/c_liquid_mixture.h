@@ -1,0 +1,287 @@
+// What the incompressible liquid media share: mixtures of liquid components by mass fraction whose
+// density depends on temperature only, rho = 1 / sum(Y_i v_i(T)); enthalpy and cp with the
+// components' pressure corrections, cp limited when pressure lowers it by more than a tenth;
+// viscosity mixed with squared specific volumes, conductivity by inverse squares; Newton iterations
+// on enthalpy (at most 101 steps, relative tolerance 1e-5) that answer their start temperature with
+// a warning when the enthalpy does not increase or the steps run out. The gas-only outputs (gamma,
+// molar mass, speed of sound) are 0.0. The media differ in their components, their viscosity and
+// a few message numbers; Derived supplies them:
+//   kSource, kCacheIndex, kSiteCpDrop, kSiteCpNegative, kNegativeCpIsError, kSitePH, kSiteRhoT,
+//   kSiteTph (the Newton sites: the line of the "not increasing" and of the "out of steps" report),
+//   kRhoTNotIncreasingNumber.
+#pragma once
+
+#include <cmath>
+#include <memory>
+
+#include "factory/c_medium_physics.h"
+#include "framework/c_thermodynamic_base.h"
+#include "file_io/c_file_io/c_file_io.h"
+#include "factory/mp_log.h"
+
+namespace mp {
+// The two reports of a Newton iteration on enthalpy.
+struct newton_site {
+    int not_increasing_line;
+    int out_of_steps_line;
+};
+}  // namespace mp
+
+template <class Derived, class Substance>
+class C_liquid_mixture : public I_write,
+                         public C_thermodynamic_base,
+                         public FluidRadProp::I_radiation_properties,
+                         public CHostAPIBaseClass<Derived>,
+                         public virtual IHostUnknown,
+                         public virtual FluidRadProp::IRadPropFunctionality,
+                         public virtual I_solver__incompressible_liquid {
+public:
+    using substance_ptr = std::shared_ptr<Substance>;
+    using substances = host_shared_array<substance_ptr>;
+    // The Newton iterations: relative tolerance and the step count beyond which they give up.
+    static constexpr double kTolerance = 1e-5;
+    static constexpr std::int32_t kLimit = 100;
+    static constexpr double kStartTemperature = 300.0;  // K, for get_T_p_h
+    // cp may fall by at most this share of its reference-pressure value under pressure.
+    static constexpr double kCpDropLimit = 0.1;
+    // Pa: where the components' cp holds.
+    static constexpr double kReferencePressure = 101325.0;
+
+    static std::shared_ptr<Derived> create(const substances& list) {
+        std::shared_ptr<Derived> medium(new Derived());
+        if (!medium->assign(list, Derived::kFlatArrayCreateLine)) return nullptr;
+        return medium;
+    }
+
+    // Record: byte 0; the identity; byte 1; int32 count; the components' identifiers.
+    static std::shared_ptr<Derived> load(C_file_io& stream, const C_medium_physics& factory) {
+        if (stream.get<std::uint8_t>() != 0) return nullptr;
+        std::shared_ptr<Derived> medium(new Derived());
+        medium->read_identity(stream);
+        if (stream.get<std::uint8_t>() != 1) return nullptr;
+        const auto count = stream.get<std::int32_t>();
+        if (count < 0 || count > thermo::kMaxCleanedSubstances) return nullptr;
+        substances list(count);
+        for (std::int32_t i = 0; i < count; ++i) {
+            host_guid id;
+            stream.read_guid(id);
+            list[i] = factory.find_substance<Derived::kCacheIndex>(id);
+            if (!list[i]) return nullptr;
+        }
+        if (!medium->assign(list, Derived::kFlatArrayLoadLine)) return nullptr;
+        return medium;
+    }
+
+    void write(C_file_io& stream) const override {
+        stream.put<std::uint8_t>(0);
+        write_identity(stream);
+        stream.put<std::uint8_t>(1);
+        stream.put(m_count);
+        for (std::int32_t i = 0; i < m_count; ++i) stream.write_guid(component(i).identity());
+    }
+
+    void update_radiation_properties() noexcept override {}
+    std::shared_ptr<FluidRadProp::I_radiation_properties> get_radiation_properties() const noexcept override { return {}; }
+    double get_radiation_value(double, double, const double*) const noexcept override { return 0.0; }
+    substance_array get_substances() const override {
+        substance_array out(m_count);
+        for (std::int32_t i = 0; i < m_count; ++i) out[i] = m_substances[i];
+        return out;
+    }
+    std::int32_t substance_count() const noexcept { return m_count; }
+
+    // ---- common operations ----
+    double get_cp(double p, double T, const double* Y) const noexcept override {
+        const double cp_ref = raw_cp(kReferencePressure, T, Y);
+        const double cp = raw_cp(p, T, Y);
+        // Only a pressure that lowers cp by more than a tenth is limited.
+        if (cp_ref - cp > kCpDropLimit * cp_ref) {
+            if (cp >= 0.0) {
+                mp::log_line(sink(), mp::line_kind::warning,
+                             "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics: too large pressure "
+                             "correction of Cp\n",
+                             Derived::kSource, Derived::kSiteCpDrop);
+                return cp_ref - kCpDropLimit * cp_ref;
+            }
+            if (Derived::kNegativeCpIsError)
+                mp::log_line(sink(), mp::line_kind::error,
+                             "ERROR: MediumPhysics: %s(%d): Inconsistent thermodynamics: Cp<0 !\n", Derived::kSource,
+                             Derived::kSiteCpNegative);
+            else
+                mp::log_line(sink(), mp::line_kind::warning,
+                             "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters: Cp<0 !\n",
+                             Derived::kSource, Derived::kSiteCpNegative);
+            return cp_ref;
+        }
+        return cp;
+    }
+    double get_viscosity(double p, double T, const double* Y) const noexcept override {
+        double w[thermo::kMaxCleanedSubstances];
+        thermo::clean_mass_fractions(m_count, Y, w);
+        const double rho = density(p, T, Y);
+        double sum = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) {
+            const auto& s = component(i);
+            const double v = s.volume_at(p, T);
+            sum += w[i] * s.get_viscosity(p, T) * v * v;
+        }
+        return rho * rho * sum;
+    }
+    double get_conductivity(double, double T, const double* Y) const noexcept override {
+        double w[thermo::kMaxCleanedSubstances];
+        thermo::clean_mass_fractions(m_count, Y, w);
+        double sum = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) {
+            const double l = component(i).get_conductivity(T);
+            sum += w[i] / (l * l);
+        }
+        return 1.0 / std::sqrt(sum);
+    }
+    double get_prandtl(double p, double T, const double* Y) const noexcept override {
+        return get_cp(p, T, Y) * get_viscosity(p, T, Y) / get_conductivity(p, T, Y);
+    }
+    double get_expansion_factor(double p, double T, const double* Y) const noexcept override {
+        return get_density(p, T, Y) * T * expansion_sum(T, Y);
+    }
+    // The enthalpy of a liquid depends on p, so the pressure is passed on; no mass flux.
+    double get_temperature_from_enthalpy(double h, double p, const double* Y, double, double T0) const noexcept override {
+        double rho, T = T0, cp, gamma, M, a, mu, lambda, p_out;
+        get_properties_p_H(h, p, Y, 0.0, T0, &rho, &T, &cp, &gamma, &M, &a, &mu, &lambda, &p_out);
+        return T;
+    }
+    void get_properties_p_T(double p, double T, const double* Y, double* rho, double* h, double* cp, double* gamma,
+                            double* M, double* a, double* mu, double* lambda) const noexcept override {
+        *rho = get_density(p, T, Y);
+        *h = get_enthalpy(p, T, Y);
+        *cp = get_cp(p, T, Y);
+        *gamma = *M = *a = 0.0;
+        *mu = get_viscosity(p, T, Y);
+        *lambda = get_conductivity(p, T, Y);
+    }
+    // The volume fraction.
+    double get_mole_fraction(double p, double T, const double* Y, std::int32_t k) const noexcept override {
+        if (k < 0 || k >= m_count) return 0.0;
+        double sum = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) sum += Y[i] * component(i).volume_at(p, T);
+        return component(k).volume_at(p, T) * Y[k] / sum;
+    }
+    double get_mass_fraction(double p, double T, const double* X, std::int32_t k) const noexcept override {
+        if (k < 0 || k >= m_count) return 0.0;
+        double sum = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) sum += X[i] / component(i).volume_at(p, T);
+        return (X[k] / component(k).volume_at(p, T)) / sum;
+    }
+    // 1: the dynamic pressure of an incompressible flow is rho u^2 / 2.
+    double get_dynamic_pressure_factor(double, double, const double*) const noexcept override { return 1.0; }
+
+    // ---- pressure-based operations ----
+    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
+                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
+                            double* p_out) const noexcept override {
+        double Ts = T0;
+        if (!solve_T(H, p, Y, G2, true, T0, 3003, Derived::kSitePH, Ts)) Ts = T0;
+        *T = Ts;
+        *rho = get_density(p, Ts, Y);
+        *cp = get_cp(p, Ts, Y);
+        *gamma = *M = *a = 0.0;
+        *mu = get_viscosity(p, Ts, Y);
+        *lambda = get_conductivity(p, Ts, Y);
+        *p_out = p;
+    }
+    void RhoT(double H, double p, const double* Y, double G2, double, double T0, double* rho,
+              double* T) const noexcept override {
+        double Ts = T0;
+        if (!solve_T(H, p, Y, G2, true, T0, Derived::kRhoTNotIncreasingNumber, Derived::kSiteRhoT, Ts)) Ts = T0;
+        *T = Ts;
+        *rho = get_density(p, Ts, Y);
+    }
+    double get_T_p_h(double p, double h, const double* Y) const noexcept override {
+        double Ts = kStartTemperature;
+        if (!solve_T(h, p, Y, 0.0, false, kStartTemperature, 3003, Derived::kSiteTph, Ts)) return kStartTemperature;
+        return Ts;
+    }
+    double get_enthalpy(double p, double T, const double* Y) const noexcept override {
+        double h = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) h += Y[i] * component(i).get_enthalpy(p, T);
+        return h;
+    }
+    double get_density(double p, double T, const double* Y) const noexcept override { return density(p, T, Y); }
+    double get_sound_speed(double, double, const double*) const noexcept override { return 0.0; }
+    double get_drho_dp(double p, double T, const double* Y) const noexcept override {
+        const double S = expansion_sum(T, Y);
+        const double rho = get_density(p, T, Y);
+        return (1.0 - rho * T * S) * rho * S / raw_cp(p, T, Y);
+    }
+    double get_compressibility(double, double, const double*) const noexcept override { return 0.0; }
+
+protected:
+    C_liquid_mixture() = default;
+
+    const Substance& component(std::int32_t i) const noexcept { return *m_flat[static_cast<std::size_t>(i)]; }
+    IHostMessageSink* sink() const noexcept { return m_count > 0 ? m_flat[0]->sink() : nullptr; }
+
+    bool assign(const substances& list, int label_line) {
+        m_substances = list;
+        m_count = list.size();
+        if (!m_flat.allocate(static_cast<std::size_t>(m_count), Derived::kSource, label_line)) return false;
+        for (std::int32_t i = 0; i < m_count; ++i) m_flat[static_cast<std::size_t>(i)] = list[i].get();
+        return true;
+    }
+
+    double density(double p, double T, const double* Y) const noexcept {
+        double v = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) v += Y[i] * component(i).volume_at(p, T);
+        return 1.0 / v;
+    }
+    double raw_cp(double p, double T, const double* Y) const noexcept {
+        double cp = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) cp += Y[i] * component(i).isobaric_cp(p, T);
+        return cp;
+    }
+    double expansion_sum(double T, const double* Y) const noexcept {
+        double S = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) S += Y[i] * component(i).expansion_slope(T);
+        return S;
+    }
+
+    // Newton on T for H = h(p, T) + q / (2 rho^2) (q = 0 and no density term for the static form).
+    // `not_increasing` is the number of the warning written where the enthalpy does not increase.
+    bool solve_T(double H, double p, const double* Y, double q, bool kinetic, double T0, int not_increasing,
+                 const mp::newton_site& site, double& T_out) const noexcept {
+        double h_prev = get_enthalpy(p, T0, Y);
+        double T = T0;
+        for (std::int32_t k = 0;; ++k) {
+            const double c = get_cp(p, T, Y);
+            // h(p, T) is h_prev: it was evaluated at this T as the previous step's h_new (or at T0).
+            double residual = h_prev - H;
+            if (kinetic) {
+                const double rho = get_density(p, T, Y);
+                residual += 0.5 * q / (rho * rho);
+            }
+            const double T_new = T - residual / c;
+            const double h_new = get_enthalpy(p, T_new, Y);
+            if ((h_new - h_prev) * (T_new - T) < 0.0) {
+                mp::log_line(sink(), mp::line_kind::warning,
+                             "Warning %d: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n", not_increasing,
+                             Derived::kSource, site.not_increasing_line);
+                return false;
+            }
+            if (k > kLimit) {
+                mp::log_line(sink(), mp::line_kind::warning,
+                             "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n",
+                             Derived::kSource, site.out_of_steps_line);
+                return false;
+            }
+            h_prev = h_new;
+            if (std::fabs(T - T_new) <= kTolerance * T) {
+                T_out = T_new;
+                return true;
+            }
+            T = T_new;
+        }
+    }
+
+    std::int32_t m_count = 0;
+    mp::pooled_array<const Substance*> m_flat;
+    substances m_substances;
+};

@@ -1,0 +1,41 @@
+#include "obsolete/c_obsolete_media.h"
+
+#include "factory/c_medium_physics.h"
+#include "file_io/c_file_io/c_file_io.h"
+#include "factory/query_interface.h"
+
+C_cavitation_therm_obsolete::C_cavitation_therm_obsolete(std::shared_ptr<C_obsolete_model_substance> substance)
+    : m_substance(std::move(substance)) {}
+
+C_cavitation_therm_obsolete::~C_cavitation_therm_obsolete() = default;
+
+std::int32_t C_cavitation_therm_obsolete::query_interface(std::any& requested) {
+    return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics, I_write, I_identity,
+                        FluidRadProp::I_radiation_properties>(weak_from_this().lock(), requested);
+}
+
+substance_array C_cavitation_therm_obsolete::get_substances() const {
+    substance_array out(1);
+    out[0] = m_substance;
+    return out;
+}
+
+void C_cavitation_therm_obsolete::write(C_file_io& stream) const {
+    stream.put<std::int32_t>(0);
+    write_identity(stream);
+    stream.put<std::int32_t>(1);
+    stream.write_guid(m_substance->identity());
+}
+
+std::shared_ptr<C_cavitation_therm_obsolete> C_cavitation_therm_obsolete::load(C_file_io& stream,
+                                                                               const C_medium_physics& factory) {
+    if (stream.get<std::int32_t>() != 0) return nullptr;
+    std::shared_ptr<C_cavitation_therm_obsolete> medium(new C_cavitation_therm_obsolete());
+    medium->read_identity(stream);
+    if (stream.get<std::int32_t>() != 1) return nullptr;
+    host_guid id;
+    stream.read_guid(id);
+    medium->m_substance = factory.find_substance<C_medium_physics::kObsoleteCache>(id);
+    if (!medium->m_substance) return nullptr;
+    return medium;
+}
