@@ -7,8 +7,6 @@
 
 #include "factory/mp_log.h"
 
-#define MP_THIS_SOURCE "medium_physics/equilibrium"
-
 namespace mp::equilibrium {
 
 namespace {
@@ -703,9 +701,8 @@ bool mixture::evaluate(const state& st, properties& out) const noexcept {
 }
 
 void mixture::report(double T, double rho, const char* what) const noexcept {
-    mp::log_line(m_sink, mp::line_kind::warning,
-                 "Warning : MediumPhysics: %s(%d): chemical equilibrium %s at T = %g K, rho = %g kg/m3\n", MP_THIS_SOURCE,
-                 __LINE__, what, T, rho);
+    MP_LOG(m_sink, mp::line_kind::warning,
+                 "Warning : MediumPhysics: %s(%d): chemical equilibrium %s at T = %g K, rho = %g kg/m3\n", what, T, rho);
 }
 
 // ---- transport -----------------------------------------------------------------------------------

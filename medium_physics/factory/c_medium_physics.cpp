@@ -17,8 +17,6 @@
 #include "factory/mp_settings.h"
 #include "factory/query_interface.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_medium_physics"
-
 namespace {
 
 // Calls f(cache) for the cache at a run-time index.
@@ -110,9 +108,8 @@ std::int32_t C_medium_physics::query_interface(std::any& requested) {
 }
 
 std::int32_t C_medium_physics::unavailable(const char* operation) {
-    mp::log_line(m_host.get(), mp::line_kind::error,
-                 "ERROR: MediumPhysics: %s(%d): %s: this medium is not available in this build\n", MP_THIS_SOURCE,
-                 __LINE__, operation);
+    MP_LOG(m_host.get(), mp::line_kind::error,
+                 "ERROR: MediumPhysics: %s(%d): %s: this medium is not available in this build\n", operation);
     return MP_STATUS_UNSUPPORTED;
 }
 
@@ -133,8 +130,7 @@ std::int32_t C_medium_physics::create_mixture(const description_array& gases, bo
     using substance_type = typename std::tuple_element_t<Cache, caches>::substance_type;
     using description_type = typename substance_type::description_type;
     const auto refuse = [&](const char* why) {
-        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE,
-                     __LINE__, operation, why);
+        MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", operation, why);
         return MP_STATUS_FAILURE;
     };
     try {
@@ -202,8 +198,7 @@ template <std::size_t Cache, class Solid, class Out, class Build>
 std::int32_t C_medium_physics::create_solid(const std::shared_ptr<IHostDescription>& description, Out& out,
                                             const char* operation, Build&& build) {
     const auto refuse = [&](const char* why) {
-        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE,
-                     __LINE__, operation, why);
+        MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", operation, why);
         return MP_STATUS_FAILURE;
     };
     try {
@@ -383,8 +378,8 @@ std::int32_t C_medium_physics::GetDescription(CHostString& text) {
 std::int32_t C_medium_physics::CreateHypersonicGasThermodynamics(const std::shared_ptr<IHostDescription>& gas,
                                                                  bool register_it, fluid_ptr& out) {
     const auto refuse = [&](const char* why) {
-        mp::log_line(m_host.get(), mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): CreateHypersonicGasThermodynamics: %s\n", MP_THIS_SOURCE, __LINE__,
+        MP_LOG(m_host.get(), mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): CreateHypersonicGasThermodynamics: %s\n",
                      why);
         return MP_STATUS_FAILURE;
     };
@@ -455,11 +450,9 @@ std::int32_t C_medium_physics::Save(C_file_io& stream) {
         if (save_substances(stream) != MP_STATUS_OK) return MP_STATUS_FAILURE;
         return save_registry(stream);
     } catch (const std::exception& e) {
-        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Save: %s\n", MP_THIS_SOURCE,
-                     __LINE__, e.what());
+        MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Save: %s\n", e.what());
     } catch (...) {
-        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Save failed\n", MP_THIS_SOURCE,
-                     __LINE__);
+        MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Save failed\n");
     }
     return MP_STATUS_FAILURE;
 }
@@ -488,9 +481,8 @@ bool C_medium_physics::load_substance_entry(C_file_io& stream, std::int32_t tag,
                 report->failure_reason = std::string("cache tag ") + std::to_string(tag) + ": the key " +
                                          guid_text(key) + " is not the substance's own identifier " +
                                          guid_text(substance->identity());
-            mp::log_line(m_host.get(), mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): Load: a substance's key differs from its identifier\n",
-                         MP_THIS_SOURCE, __LINE__);
+            MP_LOG(m_host.get(), mp::line_kind::error,
+                         "ERROR: MediumPhysics: %s(%d): Load: a substance's key differs from its identifier\n");
             return;
         }
         substance->set_sink(m_host.get());
@@ -511,9 +503,8 @@ bool C_medium_physics::load_registry_entry(C_file_io& stream, std::int32_t kind,
                                          ? std::string("kind ") + std::to_string(kind) + " (" +
                                                thermo::kind_display_name(kind) + ") is not available in this build"
                                          : std::string("unknown kind code ") + std::to_string(kind);
-        mp::log_line(m_host.get(), mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): Load: cannot rebuild a medium of kind %d\n", MP_THIS_SOURCE,
-                     __LINE__, static_cast<int>(kind));
+        MP_LOG(m_host.get(), mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): Load: cannot rebuild a medium of kind %d\n", static_cast<int>(kind));
         return false;
     }
     fluid_ptr medium = loader(stream, *this);
@@ -588,8 +579,7 @@ std::int32_t C_medium_physics::load_with_report(C_file_io& stream, load_report* 
         }
         return MP_STATUS_OK;
     } catch (const std::exception& e) {
-        mp::log_line(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Load: %s\n", MP_THIS_SOURCE,
-                     __LINE__, e.what());
+        MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Load: %s\n", e.what());
         return fail(e.what());
     } catch (...) {
         return fail("unknown exception");

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "factory/mp_site.h"
 #include "medium_physics/host_system.h"
 
 namespace mp {
@@ -58,12 +59,12 @@ public:
     pooled_array(const pooled_array&) = delete;
     pooled_array& operator=(const pooled_array&) = delete;
 
-    // Releases what the array held and allocates `count` zeroed elements. False (and empty) when
-    // the memory is not to be had.
-    bool allocate(std::size_t count, const char* file, std::int32_t line) noexcept {
+    // Releases what the array held and allocates `count` zeroed elements, labelled with the
+    // caller's statement. False (and empty) when the memory is not to be had.
+    bool allocate(std::size_t count, site where = site::here()) noexcept {
         release();
         if (count == 0) return true;
-        void* p = pool_allocate(count, sizeof(T), file, line, m_watched);
+        void* p = pool_allocate(count, sizeof(T), where.file, where.line, m_watched);
         if (p == nullptr) return false;
         m_data = static_cast<T*>(p);
         m_size = count;

@@ -7,8 +7,6 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_substance"
-
 bool C_substance_base::init_from_description(IHostDescription& description, IHostMessageSink* sink) {
     CHostString id_text;
     description.get_identifier(id_text);
@@ -69,9 +67,8 @@ bool param_from_host(const host_property& property, c_1d_param& param, const CHo
         ok = std::isfinite(property.T[i]) && std::isfinite(property.value[i]) && (i == 0 || property.T[i] > property.T[i - 1]);
     }
     if (!ok) {
-        mp::log_line(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: the %s table needs strictly increasing temperatures and a finite value for each\n",
-                     MP_THIS_SOURCE, __LINE__, substance.to_utf8().c_str(), what);
+        MP_LOG(sink, mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): %s: the %s table needs strictly increasing temperatures and a finite value for each\n", substance.to_utf8().c_str(), what);
         return false;
     }
     param.set_table(property.constant, std::vector<double>(property.T.begin(), property.T.end()),
@@ -86,8 +83,7 @@ namespace {
 bool read_gas_common(C_substance_base& s, I_gas_description& d, IHostMessageSink* sink, c_1d_param& first,
                      c_1d_param& mu, c_1d_param& lambda, double& M, double& gamma) {
     if (!s.init_from_description(d, sink)) {
-        mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n",
-                     MP_THIS_SOURCE, __LINE__, s.name().to_utf8().c_str());
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", s.name().to_utf8().c_str());
         return false;
     }
     host_property p;
@@ -102,8 +98,7 @@ bool read_gas_common(C_substance_base& s, I_gas_description& d, IHostMessageSink
     M = d.get_molar_mass();
     gamma = d.get_gamma();
     if (!(M > 0.0) || !std::isfinite(M)) {
-        mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the molar mass must be positive\n",
-                     MP_THIS_SOURCE, __LINE__, s.name().to_utf8().c_str());
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the molar mass must be positive\n", s.name().to_utf8().c_str());
         return false;
     }
     return true;

@@ -21,12 +21,6 @@
 
 namespace mp {
 
-// Where a message is written from: the medium's source unit and the line of its statement.
-struct message_site {
-    const char* file;
-    int line;
-};
-
 inline constexpr const char* kInconsistentParameters =
     "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n";
 
@@ -149,7 +143,7 @@ public:
         const double R = thermo::kUniversalGasConstant * inv;
         double Ts = T0;
         if (!solve_T_from_H(H, p, Y, G2, T0, R, Ts)) {
-            warn(Derived::kSitePropertiesPH);
+            MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
             Ts = T0;
         }
         *rho = p / (R * Ts);
@@ -169,10 +163,8 @@ public:
             r = (std::sqrt(D) + b) * 0.5 / H;
             t = p / (r * R);
         } else {
-            const mp::message_site s = Derived::kSiteDiscriminant;
-            mp::log_line(sink(), mp::line_kind::message,
-                         "MediumPhysics: %s(%d): Function RhoT(): Discriminant for Cp=const in ideal gas case < 0\n",
-                         s.file, s.line);
+            MP_LOG(sink(), mp::line_kind::message,
+                   "MediumPhysics: %s(%d): Function RhoT(): Discriminant for Cp=const in ideal gas case < 0\n");
         }
         // The closed form stands only when it reproduces the start temperature's density.
         const double rho_c = get_density(p, T0, Y);
@@ -183,7 +175,7 @@ public:
         }
         double Ts = T0;
         if (!solve_T_from_H(H, p, Y, G2, T0, R, Ts)) {
-            warn(Derived::kSiteRhoT);
+            MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
             Ts = T0;
         }
         *T = Ts;
@@ -201,7 +193,7 @@ public:
                                         },
                                         T);
         if (!ok) {
-            warn(Derived::kSiteTph);
+            MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
             return kStart;
         }
         return T;
@@ -276,16 +268,16 @@ public:
             list[i] = factory.find_substance<Derived::kCacheIndex>(id);
             if (!list[i]) return nullptr;
         }
-        if (!medium->assign(list, Derived::kFlatArrayLoadLine)) return nullptr;
+        if (!medium->assign(list)) return nullptr;
         return medium;
     }
 
-    // Takes the substances (shared) and their flat pointer copy for the property loops. False when
-    // the pointer array cannot be had.
-    bool assign(const substances& list, int label_line) {
+    // Takes the substances (shared) and their flat pointer copy for the property loops, labelled
+    // with the caller's statement. False when the pointer array cannot be had.
+    bool assign(const substances& list, mp::site where = mp::site::here()) {
         m_substances = list;
         m_count = list.size();
-        if (!m_flat.allocate(static_cast<std::size_t>(m_count), Derived::kSource, label_line)) return false;
+        if (!m_flat.allocate(static_cast<std::size_t>(m_count), where)) return false;
         for (std::int32_t i = 0; i < m_count; ++i) m_flat[static_cast<std::size_t>(i)] = list[i].get();
         // When every table of every substance lies on one temperature grid, one interval search
         // per temperature serves them all.
@@ -300,9 +292,6 @@ protected:
     C_gas_mixture() = default;
 
     IHostMessageSink* sink() const noexcept { return m_count > 0 ? m_flat[0]->sink() : nullptr; }
-    void warn(const mp::message_site& s) const noexcept {
-        mp::log_line(sink(), mp::line_kind::warning, mp::kInconsistentParameters, s.file, s.line);
-    }
 
     // Also keeps each Y_i / M_i in x, for the mole-fraction averages at the same state.
     double inverse_molar_mass(const double* Y, double* x) const noexcept {

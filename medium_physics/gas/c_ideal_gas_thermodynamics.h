@@ -19,10 +19,7 @@
 class C_ideal_gas_thermodynamics final : public C_gas_mixture<C_ideal_gas_thermodynamics, C_ideal_gas_substance>,
                                          public virtual I_solver_membrane_model_support {
 public:
-    static constexpr const char* kSource = "medium_physics/c_ideal_gas_thermodynamics";
     static constexpr std::size_t kCacheIndex = C_medium_physics::kIdealGasCache;
-    static const mp::message_site kSitePropertiesPH, kSiteRhoT, kSiteTph, kSiteRhoE, kSiteDiscriminant;
-    static const int kFlatArrayCreateLine, kFlatArrayLoadLine;
 
     // A new medium over the given substances (tolerance 1e-05, limit 100, a fresh identity);
     // nullptr when memory is not to be had.

@@ -4,20 +4,9 @@
 
 #include "factory/query_interface.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_perfect_gas_thermodynamics"
-
-// Each loop reports its own line.
-const mp::message_site C_perfect_gas_thermodynamics::kSitePropertiesPH{MP_THIS_SOURCE, __LINE__};
-const mp::message_site C_perfect_gas_thermodynamics::kSiteRhoT{MP_THIS_SOURCE, __LINE__};
-const mp::message_site C_perfect_gas_thermodynamics::kSiteTph{MP_THIS_SOURCE, __LINE__};
-const mp::message_site C_perfect_gas_thermodynamics::kSiteDiscriminant{MP_THIS_SOURCE, __LINE__};
-// Labels of the flat substance array: built from descriptions, or read from a stream.
-const int C_perfect_gas_thermodynamics::kFlatArrayCreateLine = __LINE__;
-const int C_perfect_gas_thermodynamics::kFlatArrayLoadLine = __LINE__;
-
 std::shared_ptr<C_perfect_gas_thermodynamics> C_perfect_gas_thermodynamics::create(const substances& list) {
     std::shared_ptr<C_perfect_gas_thermodynamics> medium(new C_perfect_gas_thermodynamics());
-    if (!medium->assign(list, kFlatArrayCreateLine)) return nullptr;
+    if (!medium->assign(list)) return nullptr;
     return medium;
 }
 

@@ -14,10 +14,7 @@
 class C_perfect_gas_thermodynamics final
     : public C_gas_mixture<C_perfect_gas_thermodynamics, C_perfect_gas_substance> {
 public:
-    static constexpr const char* kSource = "medium_physics/c_perfect_gas_thermodynamics";
     static constexpr std::size_t kCacheIndex = C_medium_physics::kPerfectGasCache;
-    static const mp::message_site kSitePropertiesPH, kSiteRhoT, kSiteTph, kSiteDiscriminant;
-    static const int kFlatArrayCreateLine, kFlatArrayLoadLine;
     // Lowest temperature get_properties_rho_e answers, K.
     static constexpr double kMinimumTemperature = 1.0;
 

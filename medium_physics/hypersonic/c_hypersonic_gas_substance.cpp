@@ -4,15 +4,12 @@
 #include "medium_physics/description.h"
 #include "factory/mp_log.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_hypersonic_gas_substance"
-
 bool C_hypersonic_gas_substance::init(IHostDescription& description, IHostMessageSink* sink) {
     if (!init_from_description(description, sink)) return false;
     auto tables = mp::hypersonic::builtin_tables();
     if (!tables) {
-        mp::log_line(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): the built-in equilibrium-air tables are not available\n",
-                     MP_THIS_SOURCE, __LINE__);
+        MP_LOG(sink, mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): the built-in equilibrium-air tables are not available\n");
         return false;
     }
     m_tables = std::move(tables);

@@ -8,8 +8,6 @@
 #include "file_io/c_file_io/exceptions.h"
 #include "factory/query_interface.h"
 
-#define MP_THIS_SOURCE "medium_physics/chypersonicbuiltinpg"
-
 namespace {
 
 bool finite_all(std::initializer_list<double> values) noexcept {
@@ -80,7 +78,7 @@ bool CHypersonicBuiltInPG::allocate(std::int32_t np, std::int32_t n1, std::int32
     try {
         m_tables.resize(std::size_t(np));
         for (auto& t : m_tables)
-            if (!t.allocate(std::size_t(n1) * std::size_t(n2), MP_THIS_SOURCE, __LINE__)) {
+            if (!t.allocate(std::size_t(n1) * std::size_t(n2))) {
                 release();
                 return false;
             }
@@ -270,7 +268,7 @@ void CHypersonicBuiltInPG::read(C_file_io& stream) {
     for (auto& t : m_tables) {
         // Rows follow each other, so a table's N1 rows are its N1 * N2 values in order; a count
         // the stream does not hold fails on the missing data before the memory is taken.
-        if (!mp::read_pooled_doubles(stream, t, values, MP_THIS_SOURCE, __LINE__)) {
+        if (!mp::read_pooled_doubles(stream, t, values)) {
             release();
             throw c_RQ_io_error("hypersonic tables: out of memory");
         }

@@ -170,7 +170,6 @@ std::int32_t table_set::band_of_pressure(double p, double T) const noexcept {
     return lo;
 }
 
-
 void table_set::state_e_rho(double e, double rho, double* r) const noexcept {
     if (!ready()) {
         CHypersonicBuiltInPG::nan_results(r);

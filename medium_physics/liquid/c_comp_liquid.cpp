@@ -7,8 +7,6 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_comp_liquid"
-
 namespace {
 
 constexpr double kR = thermo::kUniversalGasConstant;
@@ -31,8 +29,7 @@ void value_and_slope(const c_1d_param& p, double T, double& v, double& dv) noexc
 
 bool C_compressible_liquid_substance::init(I_compressible_liquid_description& d, IHostMessageSink* sink) {
     if (!init_from_description(d, sink)) {
-        mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n",
-                     MP_THIS_SOURCE, __LINE__, name().to_utf8().c_str());
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", name().to_utf8().c_str());
         return false;
     }
     const auto take = [&](void (I_compressible_liquid_description::*get)(host_property&), c_1d_param& into,

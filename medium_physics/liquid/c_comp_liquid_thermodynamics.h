@@ -14,14 +14,11 @@
 class C_comp_liquid_thermodynamics final
     : public C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance> {
 public:
-    static constexpr const char* kSource = "medium_physics/c_comp_liquid_thermodynamics";
     static constexpr std::size_t kCacheIndex = C_medium_physics::kCompLiquidCache;
     static constexpr bool kNegativeCpIsError = false;
     static constexpr int kRhoTNotIncreasingNumber = 3002;
     // K: the step of the central difference for (d rho / dT) at constant p.
     static constexpr double kTemperatureStep = 0.01;
-    static const int kSiteCpDrop, kSiteCpNegative, kFlatArrayCreateLine, kFlatArrayLoadLine;
-    static const mp::newton_site kSitePH, kSiteRhoT, kSiteTph;
 
     std::int32_t query_interface(std::any& requested) override;
     std::int32_t get_type_id() const noexcept override { return MP_KIND_COMP_LIQUID; }

@@ -9,8 +9,6 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_inc_liquid"
-
 namespace {
 constexpr double kR = thermo::kUniversalGasConstant;
 constexpr double kCl2 = C_incompressible_liquid_substance::kLiquidSoundSpeed * C_incompressible_liquid_substance::kLiquidSoundSpeed;
@@ -35,8 +33,7 @@ bool read_liquid_properties(I_liquid_description& d, const CHostString& name, IH
 
 bool C_incompressible_liquid_substance::init(I_liquid_description& d, IHostMessageSink* sink) {
     if (!init_from_description(d, sink)) {
-        mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n",
-                     MP_THIS_SOURCE, __LINE__, name().to_utf8().c_str());
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", name().to_utf8().c_str());
         return false;
     }
     if (!read_liquid_properties(d, name(), sink, m_cp, m_viscosity, m_conductivity, m_density)) return false;
@@ -48,7 +45,7 @@ bool C_incompressible_liquid_substance::init(I_liquid_description& d, IHostMessa
     m_density_point_count = m_density.size();
     const auto n = static_cast<std::size_t>(m_density_point_count);
     if (n > 0) {
-        if (!m_density_T.allocate(n, MP_THIS_SOURCE, __LINE__) || !m_density_values.allocate(n, MP_THIS_SOURCE, __LINE__))
+        if (!m_density_T.allocate(n) || !m_density_values.allocate(n))
             return false;
         std::memcpy(m_density_T.data(), m_density.temperatures(), n * sizeof(double));
         std::memcpy(m_density_values.data(), m_density.values(), n * sizeof(double));
@@ -68,8 +65,8 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
         return true;
     }
     const auto N = static_cast<std::size_t>(m_volume_table_size);
-    if (!m_volume_T.allocate(N, MP_THIS_SOURCE, __LINE__) || !m_volume_v.allocate(N, MP_THIS_SOURCE, __LINE__) ||
-        !m_volume_dv.allocate(N, MP_THIS_SOURCE, __LINE__) || !m_volume_d2v.allocate(N, MP_THIS_SOURCE, __LINE__))
+    if (!m_volume_T.allocate(N) || !m_volume_v.allocate(N) ||
+        !m_volume_dv.allocate(N) || !m_volume_d2v.allocate(N))
         return false;
     const double* T = m_density_T.data();
     const double* rho = m_density_values.data();
@@ -80,10 +77,9 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
     if (n == 2) {
         if (T[0] == T[1]) {
             // Nothing to fit: the volume tables keep what they held.
-            mp::log_line(sink, mp::line_kind::error,
+            MP_LOG(sink, mp::line_kind::error,
                          "ERROR: MediumPhysics: %s(%d): %s: the two density points share one temperature; the volume "
-                         "tables stay empty\n",
-                         MP_THIS_SOURCE, __LINE__, name().to_utf8().c_str());
+                         "tables stay empty\n", name().to_utf8().c_str());
         } else {
             // v linear in T through the two points
             const double a = (1.0 / rho[0] - 1.0 / rho[1]) / (T[0] - T[1]);
@@ -120,10 +116,9 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
             largest = std::max(largest, std::fabs(x));
         }
         if (largest == 0.0 || std::fabs(det) / largest < kSingularRatio) {
-            mp::log_line(sink, mp::line_kind::error,
+            MP_LOG(sink, mp::line_kind::error,
                          "ERROR: MediumPhysics: %s(%d): %s: the density points do not determine a fit (all at one "
-                         "temperature?); the liquid is refused\n",
-                         MP_THIS_SOURCE, __LINE__, name().to_utf8().c_str());
+                         "temperature?); the liquid is refused\n", name().to_utf8().c_str());
             return false;
         }
         // The explicit inverse: cofactors over the determinant.
@@ -272,15 +267,15 @@ bool C_incompressible_liquid_substance::read(C_file_io& stream) {
     if (m_density_point_count < 0) return false;
     if (m_density_point_count != 0) {
         const auto n = static_cast<std::size_t>(m_density_point_count);
-        if (!mp::read_pooled_doubles(stream, m_density_T, n, MP_THIS_SOURCE, __LINE__) ||
-            !mp::read_pooled_doubles(stream, m_density_values, n, MP_THIS_SOURCE, __LINE__))
+        if (!mp::read_pooled_doubles(stream, m_density_T, n) ||
+            !mp::read_pooled_doubles(stream, m_density_values, n))
             return false;
     }
     m_volume_table_size = stream.get<std::int32_t>();
     if (m_volume_table_size < 0) return false;
     const auto N = static_cast<std::size_t>(m_volume_table_size);
     for (auto* a : {&m_volume_T, &m_volume_v, &m_volume_dv, &m_volume_d2v})
-        if (!mp::read_pooled_doubles(stream, *a, N, MP_THIS_SOURCE, __LINE__)) return false;
+        if (!mp::read_pooled_doubles(stream, *a, N)) return false;
     m_scalar_a = stream.get<double>();
     m_reference_temperature = stream.get<double>();
     m_reference_pressure = stream.get<double>();
@@ -298,7 +293,7 @@ bool C_inc_non_newtonian_liquid_substance::init(I_non_newtonian_description& d, 
     const char* why = "";
     m_law = build_nn_law(d, why);
     if (!m_law) {
-        mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", MP_THIS_SOURCE, __LINE__,
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n",
                      name().to_utf8().c_str(), why);
         return false;
     }

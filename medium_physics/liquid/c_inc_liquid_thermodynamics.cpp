@@ -2,16 +2,6 @@
 
 #include "factory/query_interface.h"
 
-// Where each report comes from: one line per check and per iteration.
-const int C_inc_liquid_thermodynamics::kSiteCpDrop = __LINE__;
-const int C_inc_liquid_thermodynamics::kSiteCpNegative = __LINE__;
-const mp::newton_site C_inc_liquid_thermodynamics::kSitePH{__LINE__, __LINE__ + 1};
-const mp::newton_site C_inc_liquid_thermodynamics::kSiteRhoT{__LINE__, __LINE__ + 1};
-const mp::newton_site C_inc_liquid_thermodynamics::kSiteTph{__LINE__, __LINE__ + 1};
-// Labels of the flat component array: built from descriptions, or read from a stream.
-const int C_inc_liquid_thermodynamics::kFlatArrayCreateLine = __LINE__;
-const int C_inc_liquid_thermodynamics::kFlatArrayLoadLine = __LINE__;
-
 std::int32_t C_inc_liquid_thermodynamics::query_interface(std::any& requested) {
     return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics,
                         I_solver__fluid_thermodynamics_common, I_solver__thermodynamics_P_H,

@@ -9,13 +9,10 @@
 class C_inc_liquid_thermodynamics final
     : public C_liquid_mixture<C_inc_liquid_thermodynamics, C_incompressible_liquid_substance> {
 public:
-    static constexpr const char* kSource = "medium_physics/c_inc_liquid_thermodynamics";
     static constexpr std::size_t kCacheIndex = C_medium_physics::kIncLiquidCache;
     static constexpr bool kNegativeCpIsError = false;
     // RhoT reports a falling enthalpy under the number 3002, the other iterations under 3003.
     static constexpr int kRhoTNotIncreasingNumber = 3002;
-    static const int kSiteCpDrop, kSiteCpNegative, kFlatArrayCreateLine, kFlatArrayLoadLine;
-    static const mp::newton_site kSitePH, kSiteRhoT, kSiteTph;
 
     std::int32_t query_interface(std::any& requested) override;
     std::int32_t get_type_id() const noexcept override { return MP_KIND_INC_LIQUID; }

@@ -12,14 +12,11 @@ class C_inc_non_newtonian_liquid_thermodynamics final
     : public C_liquid_mixture<C_inc_non_newtonian_liquid_thermodynamics, C_inc_non_newtonian_liquid_substance>,
       public virtual I_solver__incompressible_non_newton_liquid {
 public:
-    static constexpr const char* kSource = "medium_physics/c_inc_nn_liquid_thermodynamics";
     static constexpr std::size_t kCacheIndex = C_medium_physics::kNonNewtonianLiquidCache;
     static constexpr bool kNegativeCpIsError = true;
     static constexpr int kRhoTNotIncreasingNumber = 3003;
     // The viscosity answered without a shear rate, Pa s.
     static constexpr double kViscositySentinel = 1e40;
-    static const int kSiteCpDrop, kSiteCpNegative, kFlatArrayCreateLine, kFlatArrayLoadLine;
-    static const mp::newton_site kSitePH, kSiteRhoT, kSiteTph;
 
     std::int32_t query_interface(std::any& requested) override;
     std::int32_t get_type_id() const noexcept override { return MP_KIND_INC_NON_NEWTONIAN_LIQUID; }

@@ -6,9 +6,8 @@
 // a warning when the enthalpy does not increase or the steps run out. The gas-only outputs (gamma,
 // molar mass, speed of sound) are 0.0. The media differ in their components, their viscosity and
 // a few message numbers; Derived supplies them:
-//   kSource, kCacheIndex, kSiteCpDrop, kSiteCpNegative, kNegativeCpIsError, kSitePH, kSiteRhoT,
-//   kSiteTph (the Newton sites: the line of the "not increasing" and of the "out of steps" report),
-//   kRhoTNotIncreasingNumber.
+//   kCacheIndex, kNegativeCpIsError (a negative corrected cp is an ERROR line, else warning 3002),
+//   kRhoTNotIncreasingNumber (3002 or 3003: the warning of RhoT when the enthalpy falls).
 #pragma once
 
 #include <cmath>
@@ -18,14 +17,6 @@
 #include "framework/c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
-
-namespace mp {
-// The two reports of a Newton iteration on enthalpy.
-struct newton_site {
-    int not_increasing_line;
-    int out_of_steps_line;
-};
-}  // namespace mp
 
 template <class Derived, class Substance>
 class C_liquid_mixture : public I_write,
@@ -49,7 +40,7 @@ public:
 
     static std::shared_ptr<Derived> create(const substances& list) {
         std::shared_ptr<Derived> medium(new Derived());
-        if (!medium->assign(list, Derived::kFlatArrayCreateLine)) return nullptr;
+        if (!medium->assign(list)) return nullptr;
         return medium;
     }
 
@@ -68,7 +59,7 @@ public:
             list[i] = factory.find_substance<Derived::kCacheIndex>(id);
             if (!list[i]) return nullptr;
         }
-        if (!medium->assign(list, Derived::kFlatArrayLoadLine)) return nullptr;
+        if (!medium->assign(list)) return nullptr;
         return medium;
     }
 
@@ -97,20 +88,16 @@ public:
         // Only a pressure that lowers cp by more than a tenth is limited.
         if (cp_ref - cp > kCpDropLimit * cp_ref) {
             if (cp >= 0.0) {
-                mp::log_line(sink(), mp::line_kind::warning,
-                             "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics: too large pressure "
-                             "correction of Cp\n",
-                             Derived::kSource, Derived::kSiteCpDrop);
+                MP_LOG(sink(), mp::line_kind::warning,
+                       "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics: too large pressure "
+                       "correction of Cp\n");
                 return cp_ref - kCpDropLimit * cp_ref;
             }
             if (Derived::kNegativeCpIsError)
-                mp::log_line(sink(), mp::line_kind::error,
-                             "ERROR: MediumPhysics: %s(%d): Inconsistent thermodynamics: Cp<0 !\n", Derived::kSource,
-                             Derived::kSiteCpNegative);
+                MP_LOG(sink(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Inconsistent thermodynamics: Cp<0 !\n");
             else
-                mp::log_line(sink(), mp::line_kind::warning,
-                             "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters: Cp<0 !\n",
-                             Derived::kSource, Derived::kSiteCpNegative);
+                MP_LOG(sink(), mp::line_kind::warning,
+                       "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters: Cp<0 !\n");
             return cp_ref;
         }
         return cp;
@@ -179,7 +166,17 @@ public:
                             double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
                             double* p_out) const noexcept override {
         double Ts = T0;
-        if (!solve_T(H, p, Y, G2, true, T0, 3003, Derived::kSitePH, Ts)) Ts = T0;
+        switch (solve_T(H, p, Y, G2, true, T0, Ts)) {
+            case newton_outcome::converged: break;
+            case newton_outcome::not_increasing:
+                MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+                Ts = T0;
+                break;
+            case newton_outcome::out_of_steps:
+                MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+                Ts = T0;
+                break;
+        }
         *T = Ts;
         *rho = get_density(p, Ts, Y);
         *cp = get_cp(p, Ts, Y);
@@ -191,14 +188,35 @@ public:
     void RhoT(double H, double p, const double* Y, double G2, double, double T0, double* rho,
               double* T) const noexcept override {
         double Ts = T0;
-        if (!solve_T(H, p, Y, G2, true, T0, Derived::kRhoTNotIncreasingNumber, Derived::kSiteRhoT, Ts)) Ts = T0;
+        switch (solve_T(H, p, Y, G2, true, T0, Ts)) {
+            case newton_outcome::converged: break;
+            case newton_outcome::not_increasing:
+                if constexpr (Derived::kRhoTNotIncreasingNumber == 3002)
+                    MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+                else
+                    MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+                Ts = T0;
+                break;
+            case newton_outcome::out_of_steps:
+                MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+                Ts = T0;
+                break;
+        }
         *T = Ts;
         *rho = get_density(p, Ts, Y);
     }
     double get_T_p_h(double p, double h, const double* Y) const noexcept override {
         double Ts = kStartTemperature;
-        if (!solve_T(h, p, Y, 0.0, false, kStartTemperature, 3003, Derived::kSiteTph, Ts)) return kStartTemperature;
-        return Ts;
+        switch (solve_T(h, p, Y, 0.0, false, kStartTemperature, Ts)) {
+            case newton_outcome::converged: return Ts;
+            case newton_outcome::not_increasing:
+                MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+                break;
+            case newton_outcome::out_of_steps:
+                MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+                break;
+        }
+        return kStartTemperature;
     }
     double get_enthalpy(double p, double T, const double* Y) const noexcept override {
         double h = 0.0;
@@ -220,10 +238,11 @@ protected:
     const Substance& component(std::int32_t i) const noexcept { return *m_flat[static_cast<std::size_t>(i)]; }
     IHostMessageSink* sink() const noexcept { return m_count > 0 ? m_flat[0]->sink() : nullptr; }
 
-    bool assign(const substances& list, int label_line) {
+    // Takes the components (shared) and their flat pointer copy, labelled with the caller's statement.
+    bool assign(const substances& list, mp::site where = mp::site::here()) {
         m_substances = list;
         m_count = list.size();
-        if (!m_flat.allocate(static_cast<std::size_t>(m_count), Derived::kSource, label_line)) return false;
+        if (!m_flat.allocate(static_cast<std::size_t>(m_count), where)) return false;
         for (std::int32_t i = 0; i < m_count; ++i) m_flat[static_cast<std::size_t>(i)] = list[i].get();
         return true;
     }
@@ -245,9 +264,10 @@ protected:
     }
 
     // Newton on T for H = h(p, T) + q / (2 rho^2) (q = 0 and no density term for the static form).
-    // `not_increasing` is the number of the warning written where the enthalpy does not increase.
-    bool solve_T(double H, double p, const double* Y, double q, bool kinetic, double T0, int not_increasing,
-                 const mp::newton_site& site, double& T_out) const noexcept {
+    // The operation that called it reports a failure, so that each report has its own statement.
+    enum class newton_outcome { converged, not_increasing, out_of_steps };
+    newton_outcome solve_T(double H, double p, const double* Y, double q, bool kinetic, double T0,
+                           double& T_out) const noexcept {
         double h_prev = get_enthalpy(p, T0, Y);
         double T = T0;
         for (std::int32_t k = 0;; ++k) {
@@ -260,22 +280,12 @@ protected:
             }
             const double T_new = T - residual / c;
             const double h_new = get_enthalpy(p, T_new, Y);
-            if ((h_new - h_prev) * (T_new - T) < 0.0) {
-                mp::log_line(sink(), mp::line_kind::warning,
-                             "Warning %d: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n", not_increasing,
-                             Derived::kSource, site.not_increasing_line);
-                return false;
-            }
-            if (k > kLimit) {
-                mp::log_line(sink(), mp::line_kind::warning,
-                             "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n",
-                             Derived::kSource, site.out_of_steps_line);
-                return false;
-            }
+            if ((h_new - h_prev) * (T_new - T) < 0.0) return newton_outcome::not_increasing;
+            if (k > kLimit) return newton_outcome::out_of_steps;
             h_prev = h_new;
             if (std::fabs(T - T_new) <= kTolerance * T) {
                 T_out = T_new;
-                return true;
+                return newton_outcome::converged;
             }
             T = T_new;
         }

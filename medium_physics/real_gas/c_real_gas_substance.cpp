@@ -7,8 +7,6 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_real_gas_substance"
-
 namespace {
 
 // A pressure this close above or below psat is taken as on the liquid or the vapour side.
@@ -27,16 +25,14 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
                         q.Tmax > q.Tmin && std::isfinite(q.Tmax) && finite_positive(q.pmin) && q.pmax > q.pmin &&
                         std::isfinite(q.pmax) && q.Tmin < q.Tc && std::isfinite(q.Tfloor) && q.Tfloor >= 0.0;
     if (!usable) {
-        mp::log_line(sink, mp::line_kind::error,
+        MP_LOG(sink, mp::line_kind::error,
                      "ERROR: MediumPhysics: %s(%d): %s: real-gas data not usable (critical data, molar mass, table "
-                     "limits Tmin < Tc, Tmin < Tmax, 0 < pmin < pmax)\n",
-                     MP_THIS_SOURCE, __LINE__, who.c_str());
+                     "limits Tmin < Tc, Tmin < Tmax, 0 < pmin < pmax)\n", who.c_str());
         return false;
     }
     if (q.generator_kind != 0) {
-        mp::log_line(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: property generator kind %d is not available\n", MP_THIS_SOURCE,
-                     __LINE__, who.c_str(), static_cast<int>(q.generator_kind));
+        MP_LOG(sink, mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): %s: property generator kind %d is not available\n", who.c_str(), static_cast<int>(q.generator_kind));
         return false;
     }
     auto generator = std::make_shared<CRGPropertyGenerator>();
@@ -58,9 +54,8 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
     m_extension_on = q.extension ? 1 : 0;
     m_Tfloor = q.Tfloor > 0.0 && q.Tfloor < q.Tmin ? q.Tfloor : 0.5 * q.Tmin;
     if (!build_table()) {
-        mp::log_line(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: the property table could not be made\n", MP_THIS_SOURCE,
-                     __LINE__, who.c_str());
+        MP_LOG(sink, mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): %s: the property table could not be made\n", who.c_str());
         return false;
     }
     derive_extension();
@@ -69,8 +64,7 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
 
 bool C_real_gas_substance::init_from_description(I_real_gas_description& d, IHostMessageSink* sink) {
     if (!C_substance_base::init_from_description(d, sink)) {
-        mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n",
-                     MP_THIS_SOURCE, __LINE__, name().to_utf8().c_str());
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", name().to_utf8().c_str());
         return false;
     }
     rg_substance_parameters q;

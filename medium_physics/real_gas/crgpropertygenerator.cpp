@@ -8,8 +8,6 @@
 #include "factory/mp_settings.h"
 #include "real_gas/polynomial_roots.h"
 
-#define MP_THIS_SOURCE "medium_physics/crgpropertygenerator"
-
 namespace {
 
 // Universal gas constant, J/(mol K), as everywhere in the library.
@@ -149,8 +147,7 @@ void CRGPropertyGenerator::RKp_calc(double Zc, double& Omega_a, double& Omega_b,
     Omega_b = eps - (1.0 - 3.0 * Zc);
     Omega_a = Zc * Zc * Zc / Omega_b;
     if (Omega_b < 0.0 || Omega_a < 0.0 || !std::isfinite(Omega_a)) {
-        mp::log_line(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RKp_calc\n", MP_THIS_SOURCE,
-                     __LINE__);
+        MP_LOG(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RKp_calc\n");
         const double cbrt2m1 = std::cbrt(2.0) - 1.0;
         Omega_a = (1.0 / 9.0) / cbrt2m1;
         Omega_b = cbrt2m1 / 3.0;
@@ -303,8 +300,7 @@ std::int32_t CRGPropertyGenerator::RK_Phi_PrTr(double Pr, double Tr, double root
     for (int i = 0; i < n; ++i)
         if (r[i] > b) r[kept++] = r[i];
     if (kept == 0) {
-        mp::log_line(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RK_Phi_PrTr\n", MP_THIS_SOURCE,
-                     __LINE__);
+        MP_LOG(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RK_Phi_PrTr\n");
         roots[0] = s;
         return 1;
     }
@@ -356,8 +352,7 @@ bool CRGPropertyGenerator::RK_spinodal(double Tr, double vr[2], double Pr[2]) co
         }
     }
     if (kept != 2) {
-        mp::log_line(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): ***RK_spinodal***** n=\t%d\n",
-                     MP_THIS_SOURCE, __LINE__, kept);
+        MP_LOG(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): ***RK_spinodal***** n=\t%d\n", kept);
         return false;
     }
     const int lo = p[0] <= p[1] ? 0 : 1;
@@ -373,8 +368,7 @@ void CRGPropertyGenerator::binodal_pont(double T, double& Psat, double& v_liquid
     const double Tr = T / m_eos.Tc;
     const double Pc = m_eos.Pc, vs = m_eos.vscale;
     if (Tr > kSupercriticalTr) {
-        mp::log_line(m_sink.get(), mp::line_kind::warning, "Warning : MediumPhysics: %s(%d): binodal_pont  Tr=\t%g\n",
-                     MP_THIS_SOURCE, __LINE__, Tr);
+        MP_LOG(m_sink.get(), mp::line_kind::warning, "Warning : MediumPhysics: %s(%d): binodal_pont  Tr=\t%g\n", Tr);
         return;
     }
     if (std::fabs(Tr - 1.0) <= kCriticalTr) {
@@ -392,16 +386,14 @@ void CRGPropertyGenerator::binodal_pont(double T, double& Psat, double& v_liquid
         if (it == m_binodal_max_iter) {
             const double rectangle = (v_vapour - v_liquid) * Psat;
             const double f = rectangle - Pc * vs * work_integral(Tr, v_liquid / vs, v_vapour / vs);
-            mp::log_line(m_sink.get(), mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): binodal_pont: accuracy don't achieved Tr=\t%g\tP=\t%g\teps=\t%g\n",
-                         MP_THIS_SOURCE, __LINE__, Tr, Psat, rectangle != 0.0 ? f / rectangle : f);
+            MP_LOG(m_sink.get(), mp::line_kind::error,
+                         "ERROR: MediumPhysics: %s(%d): binodal_pont: accuracy don't achieved Tr=\t%g\tP=\t%g\teps=\t%g\n", Tr, Psat, rectangle != 0.0 ? f / rectangle : f);
             return;
         }
         const double P = std::max(floor, 0.5 * (lo + hi));
         double r[3];
         if (RK_Phi_PrTr(P / Pc, Tr, r) != 3) {
-            mp::log_line(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): binodal_pont  ******ERROR*****\n",
-                         MP_THIS_SOURCE, __LINE__);
+            MP_LOG(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): binodal_pont  ******ERROR*****\n");
             return;
         }
         const double vl = r[0] * vs, vg = r[2] * vs;
@@ -620,8 +612,7 @@ bool CRGPropertyGenerator::RK_calc_point_Fa_Pe_def(double Tr, double Pr, double&
             break;
         }
         if (n == 2) {
-            mp::log_line(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def\n",
-                         MP_THIS_SOURCE, __LINE__);
+            MP_LOG(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def\n");
             break;
         }
         vl = r[0];
@@ -639,9 +630,8 @@ bool CRGPropertyGenerator::RK_calc_point_Fa_Pe_def(double Tr, double Pr, double&
         alpha -= (f - I) / (lg * Tr * m_eos.Omega_a / e);
     }
     if (it == m_fit_max_iter) {
-        mp::log_line(m_sink.get(), mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def:  not convergence Tr=\t%g\n",
-                     MP_THIS_SOURCE, __LINE__, Tr);
+        MP_LOG(m_sink.get(), mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def:  not convergence Tr=\t%g\n", Tr);
     }
     m_eos.selector = saved;
     return ok;
@@ -671,9 +661,8 @@ void CRGPropertyGenerator::RK_calc_point_isohor_def(double vr, std::int32_t n, c
         }
         if (!converged) {
             const double vb = vr - Ob * be;
-            mp::log_line(m_sink.get(), mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): RK_calc_point_isohor_def:  not convergence Tr=\t%g\tf\t%g\n",
-                         MP_THIS_SOURCE, __LINE__, Tr, Pr - Tr * (1.0 / vb - A));
+            MP_LOG(m_sink.get(), mp::line_kind::error,
+                         "ERROR: MediumPhysics: %s(%d): RK_calc_point_isohor_def:  not convergence Tr=\t%g\tf\t%g\n", Tr, Pr - Tr * (1.0 / vb - A));
         }
         alpha[k] = al;
         beta[k] = be;
@@ -697,17 +686,15 @@ bool CRGPropertyGenerator::RK_H_critic_point_monotonization(double p, double T, 
     m_eos.multiplier_d1[0] += (Hc - st.h) / (R * m_eos.Tc * k);
     if (!state_pT(p, T, st)) return false;
     if (std::fabs(st.h - Hc) / std::fabs(Hc) > kMonotonizationRelTol) {
-        mp::log_line(m_sink.get(), mp::line_kind::warning,
-                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tH=\t%g\tHc=\t%g\n",
-                     MP_THIS_SOURCE, __LINE__, T, st.h, Hc);
+        MP_LOG(m_sink.get(), mp::line_kind::warning,
+                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tH=\t%g\tHc=\t%g\n", T, st.h, Hc);
     }
     // cv carries -R Tr F_TT and F_TT carries -Tr a'' Omega_a L; dP/dT does not see alpha''
     m_eos.multiplier_d2[0] += (Cpc - st.cp) / (R * k);
     if (!state_pT(p, T, st)) return false;
     if (std::fabs(st.cp - Cpc) / std::fabs(Cpc) > kMonotonizationRelTol) {
-        mp::log_line(m_sink.get(), mp::line_kind::warning,
-                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tCp=\t%g\tCp_c=\t%g\n",
-                     MP_THIS_SOURCE, __LINE__, T, st.cp, Cpc);
+        MP_LOG(m_sink.get(), mp::line_kind::warning,
+                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tCp=\t%g\tCp_c=\t%g\n", T, st.cp, Cpc);
     }
     return true;
 }

@@ -6,15 +6,12 @@
 #include "factory/mp_log.h"
 #include "factory/query_interface.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_solids"
-
 namespace {
 constexpr solid_axes kIdentityAxes = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
 bool identity_from(C_substance_base& s, IHostDescription& d, IHostMessageSink* sink) {
     if (s.init_from_description(d, sink)) return true;
-    mp::log_line(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n",
-                 MP_THIS_SOURCE, __LINE__, s.name().to_utf8().c_str());
+    MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", s.name().to_utf8().c_str());
     return false;
 }
 
@@ -95,9 +92,8 @@ bool C_heatconducting_solid::init(IHostDescription& d, const std::shared_ptr<IHo
     if (!identity_from(*this, d, sink)) return false;
     const std::int32_t n = values.size();
     if (n != 7 && n != 16) {
-        mp::log_line(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: a solid from values needs 7 or 16 of them, not %d\n",
-                     MP_THIS_SOURCE, __LINE__, name().to_utf8().c_str(), static_cast<int>(n));
+        MP_LOG(sink, mp::line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): %s: a solid from values needs 7 or 16 of them, not %d\n", name().to_utf8().c_str(), static_cast<int>(n));
         return false;
     }
     m_heat_value_a = values[0];

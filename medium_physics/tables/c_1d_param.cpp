@@ -5,8 +5,6 @@
 
 #include "file_io/c_file_io/c_file_io.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_1d_param"
-
 namespace {
 
 // Spacing differences below this share of the step still count as uniform; locate() corrects
@@ -16,22 +14,21 @@ constexpr double kUniformSpacingTolerance = 1e-9;
 // fails on the missing data instead of allocating what the stream never holds.
 constexpr std::size_t kReadPiece = 1 << 16;
 
-bool copy_into(mp::pooled_array<double>& to, const double* from, std::size_t n, std::int32_t line) {
-    if (!to.allocate(n, MP_THIS_SOURCE, line)) return false;
+bool copy_into(mp::pooled_array<double>& to, const double* from, std::size_t n, mp::site where = mp::site::here()) {
+    if (!to.allocate(n, where)) return false;
     if (n > 0) std::memcpy(to.data(), from, n * sizeof(double));
     return true;
 }
 
-bool read_into(C_file_io& stream, mp::pooled_array<double>& to, std::size_t n, std::int32_t line) {
-    return mp::read_pooled_doubles(stream, to, n, MP_THIS_SOURCE, line);
+bool read_into(C_file_io& stream, mp::pooled_array<double>& to, std::size_t n, mp::site where = mp::site::here()) {
+    return mp::read_pooled_doubles(stream, to, n, where);
 }
 
 }  // namespace
 
-bool mp::read_pooled_doubles(C_file_io& stream, pooled_array<double>& to, std::size_t n, const char* file,
-                             std::int32_t line) {
+bool mp::read_pooled_doubles(C_file_io& stream, pooled_array<double>& to, std::size_t n, site where) {
     if (n <= kReadPiece) {
-        if (!to.allocate(n, file, line)) return false;
+        if (!to.allocate(n, where)) return false;
         if (n > 0) stream.read(to.data(), n);
         return true;
     }
@@ -42,7 +39,7 @@ bool mp::read_pooled_doubles(C_file_io& stream, pooled_array<double>& to, std::s
         staged.resize(at + k);
         stream.read(staged.data() + at, k);
     }
-    if (!to.allocate(n, file, line)) return false;
+    if (!to.allocate(n, where)) return false;
     std::memcpy(to.data(), staged.data(), n * sizeof(double));
     return true;
 }
@@ -57,11 +54,11 @@ c_1d_param& c_1d_param::operator=(const c_1d_param& other) {
     m_inverse_step = other.m_inverse_step;
     if (m_n > 0) {
         const auto n = static_cast<std::size_t>(m_n);
-        copy_into(m_T, other.m_T.data(), other.m_T.empty() ? 0 : n, __LINE__);
-        copy_into(m_value, other.m_value.data(), other.m_value.empty() ? 0 : n, __LINE__);
+        copy_into(m_T, other.m_T.data(), other.m_T.empty() ? 0 : n);
+        copy_into(m_value, other.m_value.data(), other.m_value.empty() ? 0 : n);
         if (other.has_integral()) {
-            copy_into(m_integral, other.m_integral.data(), n, __LINE__);
-            copy_into(m_slope, other.m_slope.data(), n, __LINE__);
+            copy_into(m_integral, other.m_integral.data(), n);
+            copy_into(m_slope, other.m_slope.data(), n);
         }
     }
     return *this;
@@ -87,8 +84,8 @@ void c_1d_param::set_table(double v, const std::vector<double>& temperatures, co
     m_n = static_cast<std::int32_t>(temperatures.size());
     if (m_n > 0) {
         const auto n = static_cast<std::size_t>(m_n);
-        copy_into(m_T, temperatures.data(), n, __LINE__);
-        copy_into(m_value, values.data(), std::min(n, values.size()), __LINE__);
+        copy_into(m_T, temperatures.data(), n);
+        copy_into(m_value, values.data(), std::min(n, values.size()));
         detect_uniform_grid();
     }
 }
@@ -98,8 +95,8 @@ void c_1d_param::set_table(std::int32_t n, const double* temperatures, const dou
     m_constant = 0.0;
     m_n = n > 0 ? n : 0;
     if (m_n > 0) {
-        copy_into(m_T, temperatures, static_cast<std::size_t>(m_n), __LINE__);
-        copy_into(m_value, values, static_cast<std::size_t>(m_n), __LINE__);
+        copy_into(m_T, temperatures, static_cast<std::size_t>(m_n));
+        copy_into(m_value, values, static_cast<std::size_t>(m_n));
         detect_uniform_grid();
     }
 }
@@ -119,7 +116,7 @@ void c_1d_param::detect_uniform_grid() noexcept {
 void c_1d_param::prepare_integral() {
     if (m_n <= 0 || m_T.empty() || m_value.empty()) return;
     const auto n = static_cast<std::size_t>(m_n);
-    if (!m_slope.allocate(n, MP_THIS_SOURCE, __LINE__) || !m_integral.allocate(n, MP_THIS_SOURCE, __LINE__)) {
+    if (!m_slope.allocate(n) || !m_integral.allocate(n)) {
         m_slope.release();
         m_integral.release();
         return;
@@ -259,14 +256,14 @@ bool c_1d_param::read(C_file_io& stream) {
     const auto n = stream.get<std::int32_t>();
     if (n < 0) return false;
     const auto count = static_cast<std::size_t>(n);
-    if (!read_into(stream, m_T, count, __LINE__) || !read_into(stream, m_value, count, __LINE__)) {
+    if (!read_into(stream, m_T, count) || !read_into(stream, m_value, count)) {
         release();
         return false;
     }
     m_constant = constant;
     m_n = n;
     if (stream.get<std::uint8_t>() != 0) {
-        if (!read_into(stream, m_integral, count, __LINE__) || !read_into(stream, m_slope, count, __LINE__)) {
+        if (!read_into(stream, m_integral, count) || !read_into(stream, m_slope, count)) {
             release();
             m_n = 0;
             return false;

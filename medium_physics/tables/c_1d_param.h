@@ -32,11 +32,10 @@ inline std::int32_t interval_search(double T, const double* t, std::int32_t n) n
     return lo;
 }
 
-// Reads n doubles into a pooled array labelled (file, line). Large counts are read in pieces
-// first, so that a corrupt count fails on the missing data instead of allocating what the stream
-// never holds. False when the memory is not to be had; stream failures throw.
-bool read_pooled_doubles(C_file_io& stream, pooled_array<double>& to, std::size_t n, const char* file,
-                         std::int32_t line);
+// Reads n doubles into a pooled array labelled with the caller's statement. Large counts are read
+// in pieces first, so that a corrupt count fails on the missing data instead of allocating what the
+// stream never holds. False when the memory is not to be had; stream failures throw.
+bool read_pooled_doubles(C_file_io& stream, pooled_array<double>& to, std::size_t n, site where = site::here());
 
 }  // namespace mp
 

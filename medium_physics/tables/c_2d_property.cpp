@@ -9,8 +9,6 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_settings.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_2d_property"
-
 namespace {
 
 // Saturation lines longer than this are refused on reading (a corrupt count).
@@ -123,7 +121,7 @@ bool C_2d_RG_property::fill_saturation_line(std::int32_t n) {
     if (!(Tend > m_y0)) return false;
     mp::pooled_array<double> line[kSaturationArrays];
     for (auto& a : line)
-        if (!a.allocate(static_cast<std::size_t>(n), MP_THIS_SOURCE, __LINE__)) return false;
+        if (!a.allocate(static_cast<std::size_t>(n))) return false;
     const double dT = (Tend - m_y0) / (n - 1);
     const IRGPropertyGenerator& g = *m_fill;
     double* const out[kGeneratorArrays] = {line[0].data(), line[1].data(), line[2].data(), line[3].data(), line[4].data(),
@@ -225,7 +223,7 @@ bool C_2d_RG_property::read_base(C_file_io& stream, std::shared_ptr<IRGPropertyG
     if (n < 0 || n > kMaxSaturationNodes || n == 1) return false;
     mp::pooled_array<double> line[kSaturationArrays];
     for (auto& a : line)
-        if (!mp::read_pooled_doubles(stream, a, static_cast<std::size_t>(n), MP_THIS_SOURCE, __LINE__)) return false;
+        if (!mp::read_pooled_doubles(stream, a, static_cast<std::size_t>(n))) return false;
     stream.read(&Tc, 1);
     // a line whose step does not match its ends would index past its arrays
     if (n >= 2 && !(dT > 0.0 && std::fabs(frame[2] + (n - 1) * dT - Tend) <= 1e-9 * std::fabs(Tend) + 1e-12))

@@ -10,8 +10,6 @@
 #include "tables/c_1d_param.h"
 #include "file_io/c_file_io/c_file_io.h"
 
-#define MP_THIS_SOURCE "medium_physics/c_3d_property"
-
 namespace {
 
 // Below this burnt weight the burnt column carries no information about the local mixture
@@ -125,7 +123,7 @@ bool C_3d_Chem_property::create(const chem_table_layout& layout) {
                                                 static_cast<std::uint64_t>(c.n[2]));
     try {
         for (int d = 0; d < 3; ++d) {
-            if (!c.axis[d].allocate(static_cast<std::size_t>(c.n[d]), MP_THIS_SOURCE, __LINE__)) return false;
+            if (!c.axis[d].allocate(static_cast<std::size_t>(c.n[d]))) return false;
             for (std::int32_t i = 0; i < c.n[d]; ++i) {
                 const double x = c.min[d] + i * c.step[d];
                 c.axis[d][static_cast<std::size_t>(i)] = c.log[d] != 0 ? std::exp(x) : x;
@@ -135,7 +133,7 @@ bool C_3d_Chem_property::create(const chem_table_layout& layout) {
         c.fields.reserve(static_cast<std::size_t>(total));
         for (std::int64_t f = 0; f < total; ++f) {
             c.fields.emplace_back();
-            if (!c.fields.back().allocate(cells, MP_THIS_SOURCE, __LINE__)) return false;
+            if (!c.fields.back().allocate(cells)) return false;
         }
     } catch (const std::bad_alloc&) {
         return false;
@@ -380,7 +378,7 @@ bool C_3d_Chem_property::read(C_file_io& stream, std::uint8_t& version, chem_rea
         return false;
     }
     for (int d = 0; d < 3; ++d)
-        if (!mp::read_pooled_doubles(stream, c.axis[d], static_cast<std::size_t>(c.n[d]), MP_THIS_SOURCE, __LINE__)) {
+        if (!mp::read_pooled_doubles(stream, c.axis[d], static_cast<std::size_t>(c.n[d]))) {
             why = chem_read_error::memory;
             return false;
         }
@@ -392,8 +390,8 @@ bool C_3d_Chem_property::read(C_file_io& stream, std::uint8_t& version, chem_rea
     for (std::int64_t f = 0; f < total; ++f) {
         c.fields.emplace_back();
         auto& to = c.fields.back();
-        const bool ok = f == 0 ? mp::read_pooled_doubles(stream, to, n, MP_THIS_SOURCE, __LINE__)
-                               : to.allocate(n, MP_THIS_SOURCE, __LINE__);
+        const bool ok = f == 0 ? mp::read_pooled_doubles(stream, to, n)
+                               : to.allocate(n);
         if (!ok) {
             why = chem_read_error::memory;
             return false;

@@ -10,8 +10,6 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_settings.h"
 
-#define MP_THIS_SOURCE "medium_physics/cage"
-
 namespace {
 
 constexpr std::int32_t N = Cage::kNodes;
@@ -56,7 +54,7 @@ bool Cage::prepare(double xlo, double xhi, double ylo, double yhi) {
     m_y0 = ylo;
     m_y_end = yhi;
     m_dy = (yhi - ylo) / kCells;
-    return m_values.allocate(static_cast<std::size_t>(kProperties) * kNodeCount, MP_THIS_SOURCE, __LINE__);
+    return m_values.allocate(static_cast<std::size_t>(kProperties) * kNodeCount);
 }
 
 bool Cage::fill_nodes(IRGPropertyGenerator& generator) {
@@ -98,7 +96,7 @@ bool Cage::read_base(C_file_io& stream) {
     std::array<double, N> x{};
     stream.read(x.data(), N);
     mp::pooled_array<double> values;
-    if (!values.allocate(static_cast<std::size_t>(kProperties) * kNodeCount, MP_THIS_SOURCE, __LINE__)) return false;
+    if (!values.allocate(static_cast<std::size_t>(kProperties) * kNodeCount)) return false;
     for (int r = 0; r < kProperties * N; ++r) stream.read(values.data() + static_cast<std::ptrdiff_t>(r) * N, N);
     // A record whose axes do not tile its rectangle would index outside the node arrays.
     const double wx = header[2] - header[1], wy = header[4] - header[3];

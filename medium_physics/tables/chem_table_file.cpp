@@ -15,8 +15,6 @@
 #include "medium_physics/host_system.h"
 #include "factory/mp_log.h"
 
-#define MP_THIS_SOURCE "medium_physics/chem_table_file"
-
 namespace fs = std::filesystem;
 using c_file_io::internal::seek_origin;
 
@@ -266,7 +264,7 @@ chem_restore_result restore(C_3d_Chem_property& table, const chem_table_request&
         mp::log_line(sink, line_kind::message, "Chemistry: Restoring table succeeded\n");
         return chem_restore_result::restored;
     }
-    mp::log_line(sink, line_kind::message, "MediumPhysics: %s(%d): Chemistry: %s\n", MP_THIS_SOURCE, __LINE__,
+    MP_LOG(sink, line_kind::message, "MediumPhysics: %s(%d): Chemistry: %s\n",
                  report.status == chem_file_status::bad_record ? to_text(report.read_error) : to_text(report.status));
     mp::log_line(sink, line_kind::message, "Chemistry: Restoring table failed\n");
 
@@ -278,9 +276,8 @@ chem_restore_result restore(C_3d_Chem_property& table, const chem_table_request&
     }
     if (!generated || !has_requested_sizes(table, request)) {
         table.clear();
-        mp::log_line(sink, line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): Chemistry: the chemistry table could not be computed\n",
-                     MP_THIS_SOURCE, __LINE__);
+        MP_LOG(sink, line_kind::error,
+                     "ERROR: MediumPhysics: %s(%d): Chemistry: the chemistry table could not be computed\n");
         return chem_restore_result::failed;
     }
     table.set_two_stream(request.two_stream);
@@ -289,7 +286,7 @@ chem_restore_result restore(C_3d_Chem_property& table, const chem_table_request&
     std::string why;
     if (CHost_Utils::CheckDiskSpace(host_path(path), request.required_free_bytes)) {
         if (write_chem_table_file(path, table, check, &why)) return chem_restore_result::computed_and_saved;
-        mp::log_line(sink, line_kind::message, "MediumPhysics: %s(%d): Chemistry: %s\n", MP_THIS_SOURCE, __LINE__,
+        MP_LOG(sink, line_kind::message, "MediumPhysics: %s(%d): Chemistry: %s\n",
                      why.c_str());
     }
     mp::log_line(sink, line_kind::warning, "Chemistry: Can't write file %s\n", host_path(path).to_utf8().c_str());

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <set>
 
+#include "support/log_site.h"
 #include "gas/c_ideal_gas_thermodynamics.h"
 #include "gas/c_perfect_gas_thermodynamics.h"
 #include "file_io/c_file_io/c_file_io.h"
@@ -184,7 +185,7 @@ TEST_F(gas_fixture, IterationLimitIsReachedOnTheStatedStep) {
         EXPECT_EQ(properties_p_H(*m, H, 1e5, Y, 0.0, 400.0).T, e.p_h_converges ? 700.0 : 400.0) << e.limit;
         EXPECT_EQ(m->get_T_p_h(1e5, H, Y), e.t_p_h_converges ? 700.0 : 300.0) << e.limit;
         const std::size_t warnings = (e.p_h_converges ? 0 : 1) + (e.t_p_h_converges ? 0 : 1);
-        EXPECT_EQ(cap.count("Warning 3002: MediumPhysics: medium_physics/c_ideal_gas_thermodynamics("), warnings);
+        EXPECT_EQ(cap.count("Warning 3002: MediumPhysics: medium_physics/gas/c_gas_mixture.h("), warnings);
     }
 }
 
@@ -207,6 +208,9 @@ TEST_F(gas_fixture, UnreachableTargetsWarnAndFallBack) {
     for (const auto& l : lines) {
         EXPECT_EQ(l.entry, host_log::entry::warning);
         EXPECT_NE(l.text.find("Inconsistent physical parameters!\n"), std::string::npos);
+        EXPECT_TRUE(test_support::written_by_statement_in(l.text, l.text.find("c_gas_mixture") != std::string::npos
+                                                                       ? "medium_physics/gas/c_gas_mixture.h"
+                                                                       : "medium_physics/gas/c_ideal_gas_thermodynamics.cpp"));
         distinct.insert(l.text);
     }
     EXPECT_EQ(distinct.size(), 3u);
@@ -234,7 +238,7 @@ TEST_F(gas_fixture, RhoTClosedFormCheckAndDiscriminant) {
     const auto lines = cap.lines();
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines[0].entry, host_log::entry::message);
-    EXPECT_EQ(lines[0].text.rfind("MediumPhysics: medium_physics/c_ideal_gas_thermodynamics(", 0), 0u);
+    EXPECT_EQ(lines[0].text.rfind("MediumPhysics: medium_physics/gas/c_gas_mixture.h(", 0), 0u);
 }
 
 TEST_F(gas_fixture, GammaClosuresAndTransportFractions) {

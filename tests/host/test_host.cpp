@@ -165,11 +165,11 @@ TEST(MemoryPool, ArraysAreZeroFilledSmallAndLarge) {
         // Dirty the pool first so that zeroes are not an accident of fresh pages.
         {
             mp::pooled_array<double> dirty;
-            ASSERT_TRUE(dirty.allocate(n, "test", 1));
+            ASSERT_TRUE(dirty.allocate(n, {"test", 1}));
             for (std::size_t i = 0; i < n; ++i) dirty[i] = 1.5;
         }
         mp::pooled_array<double> a;
-        ASSERT_TRUE(a.allocate(n, "test", 2));
+        ASSERT_TRUE(a.allocate(n, {"test", 2}));
         ASSERT_EQ(a.size(), n);
         std::size_t nonzero = 0;
         for (std::size_t i = 0; i < n; ++i) nonzero += a[i] != 0.0;
@@ -183,7 +183,7 @@ TEST(MemoryPool, WatcherSeesAllocationsOnlyInModeOne) {
     mp::set_memory_watch_mode(1);
     {
         mp::pooled_array<double> a;
-        ASSERT_TRUE(a.allocate(1000, file.c_str(), 101));
+        ASSERT_TRUE(a.allocate(1000, {file.c_str(), 101}));
         const auto u = find_label(standalone_host::memory_report(), file, 101);
         ASSERT_TRUE(u.has_value());
         EXPECT_EQ(u->live_bytes, 8000u);
@@ -192,7 +192,7 @@ TEST(MemoryPool, WatcherSeesAllocationsOnlyInModeOne) {
         // reported, so the books balance.
         mp::set_memory_watch_mode(0);
         mp::pooled_array<double> b;
-        ASSERT_TRUE(b.allocate(10, file.c_str(), 102));
+        ASSERT_TRUE(b.allocate(10, {file.c_str(), 102}));
         EXPECT_FALSE(find_label(standalone_host::memory_report(), file, 102).has_value());
     }
     const auto u = find_label(standalone_host::memory_report(), file, 101);
@@ -203,7 +203,7 @@ TEST(MemoryPool, WatcherSeesAllocationsOnlyInModeOne) {
     mp::set_memory_watch_mode(2);
     {
         mp::pooled_array<double> c;
-        ASSERT_TRUE(c.allocate(10, file.c_str(), 103));
+        ASSERT_TRUE(c.allocate(10, {file.c_str(), 103}));
     }
     EXPECT_FALSE(find_label(standalone_host::memory_report(), file, 103).has_value());
 }
@@ -214,7 +214,7 @@ TEST(MemoryPool, MovedArraysReleaseOnce) {
     const std::uint64_t before = standalone_host::memory_live_bytes();
     {
         mp::pooled_array<std::int32_t> a;
-        ASSERT_TRUE(a.allocate(100, "tests/test_host", 200));
+        ASSERT_TRUE(a.allocate(100, {"tests/test_host", 200}));
         mp::pooled_array<std::int32_t> b(std::move(a));
         EXPECT_TRUE(a.empty());
         mp::pooled_array<std::int32_t> c;

@@ -46,7 +46,7 @@ TEST(Concurrency, PooledAllocationsFromManyThreadsBalanceTheBooks) {
         threads.emplace_back([i] {
             for (int k = 0; k < 200; ++k) {
                 mp::pooled_array<double> a;
-                ASSERT_TRUE(a.allocate(static_cast<std::size_t>(16 + k), "tests/test_concurrency", 30 + i));
+                ASSERT_TRUE(a.allocate(static_cast<std::size_t>(16 + k), {"tests/test_concurrency", 30 + i}));
                 a[0] = 1.0;
             }
         });

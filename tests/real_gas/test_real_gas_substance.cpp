@@ -214,7 +214,7 @@ TEST(RealGasSubstance, UnusableDataAreRefusedWithAnErrorLine) {
     q = co2();
     q.generator_kind = 1;
     EXPECT_FALSE(C_real_gas_substance(1).init(kId, u"bad", q, nullptr));
-    EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/c_real_gas_substance("), 2u);
+    EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/real_gas/c_real_gas_substance.cpp("), 2u);
 }
 
 // A factory stream holding the substance in the cache of real gas with phase change (tag 5) and

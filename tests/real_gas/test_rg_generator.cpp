@@ -77,7 +77,7 @@ TEST(RgGenerator, FailedFitLogsAndFallsBack) {
     CRGPropertyGenerator g;
     double Oa, Ob, e;
     g.RKp_calc(-0.2, Oa, Ob, e);
-    EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/crgpropertygenerator("), 1u);
+    EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/real_gas/crgpropertygenerator.cpp("), 1u);
     EXPECT_EQ(cap.count("): RKp_calc\n"), 1u);
     const double k = std::cbrt(2.0) - 1.0;
     EXPECT_LT(rel(Oa, 1.0 / (9.0 * k)), 1e-14);
@@ -262,7 +262,7 @@ TEST(RgGenerator, NoAdmissibleVolumeRootIsReported) {
     double r[3];
     ASSERT_EQ(g.RK_Phi_PrTr(-0.5, 1.2, r), 1);
     EXPECT_EQ(r[0], 1.2 / -0.5);
-    EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/crgpropertygenerator("), 1u);
+    EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/real_gas/crgpropertygenerator.cpp("), 1u);
     EXPECT_EQ(cap.count("): RK_Phi_PrTr\n"), 1u);
 }
 
@@ -431,7 +431,7 @@ TEST(RgGenerator, BinodalAtAndAboveTheCriticalTemperature) {
     EXPECT_EQ(P, 0.0);
     EXPECT_EQ(vl, 0.0);
     EXPECT_EQ(vg, 0.0);
-    EXPECT_EQ(cap.count("Warning : MediumPhysics: medium_physics/crgpropertygenerator("), 1u);
+    EXPECT_EQ(cap.count("Warning : MediumPhysics: medium_physics/real_gas/crgpropertygenerator.cpp("), 1u);
     EXPECT_EQ(cap.count("): binodal_pont  Tr=\t1\n"), 1u);
 }
 

@@ -320,7 +320,7 @@ TEST_F(ChemTableFile, FailedGeneratorLeavesAnEmptyTableAndNoFile) {
     EXPECT_EQ(restore(t, nullptr, true), chem_restore_result::failed);
     EXPECT_TRUE(t.empty());
     EXPECT_FALSE(fs::exists(pt_path()));
-    EXPECT_EQ(lines_with(log, "ERROR: MediumPhysics: medium_physics/chem_table_file(").size(), 1u);
+    EXPECT_EQ(lines_with(log, "ERROR: MediumPhysics: medium_physics/tables/chem_table_file.cpp(").size(), 1u);
 }
 
 TEST_F(ChemTableFile, AFailedWriteLeavesThePreviousFile) {
