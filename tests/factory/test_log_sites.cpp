@@ -25,8 +25,9 @@ TEST(LogSites, EveryStatementThatLogsASiteIsOneMpLogAloneOnItsLine) {
                 ++invocations;
                 EXPECT_EQ(line.find("MP_LOG(", first + 1), std::string::npos) << at << ": two messages on one line";
             }
-            if (!is_log_header)
+            if (!is_log_header) {
                 EXPECT_EQ(line.find("__LINE__"), std::string::npos) << at << ": a line number outside a statement";
+            }
         }
     }
     EXPECT_GT(invocations, 40);
