@@ -702,7 +702,7 @@ bool mixture::evaluate(const state& st, properties& out) const noexcept {
 
 void mixture::report(double T, double rho, const char* what) const noexcept {
     MP_LOG(m_sink, mp::line_kind::warning,
-                 "Warning : MediumPhysics: %s(%d): chemical equilibrium %s at T = %g K, rho = %g kg/m3\n", what, T, rho);
+           "Warning : MediumPhysics: %s(%d): chemical equilibrium %s at T = %g K, rho = %g kg/m3\n", what, T, rho);
 }
 
 // ---- transport -----------------------------------------------------------------------------------

@@ -109,7 +109,7 @@ std::int32_t C_medium_physics::query_interface(std::any& requested) {
 
 std::int32_t C_medium_physics::unavailable(const char* operation) {
     MP_LOG(m_host.get(), mp::line_kind::error,
-                 "ERROR: MediumPhysics: %s(%d): %s: this medium is not available in this build\n", operation);
+           "ERROR: MediumPhysics: %s(%d): %s: this medium is not available in this build\n", operation);
     return MP_STATUS_UNSUPPORTED;
 }
 
@@ -379,8 +379,7 @@ std::int32_t C_medium_physics::CreateHypersonicGasThermodynamics(const std::shar
                                                                  bool register_it, fluid_ptr& out) {
     const auto refuse = [&](const char* why) {
         MP_LOG(m_host.get(), mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): CreateHypersonicGasThermodynamics: %s\n",
-                     why);
+               "ERROR: MediumPhysics: %s(%d): CreateHypersonicGasThermodynamics: %s\n", why);
         return MP_STATUS_FAILURE;
     };
     try {
@@ -482,7 +481,7 @@ bool C_medium_physics::load_substance_entry(C_file_io& stream, std::int32_t tag,
                                          guid_text(key) + " is not the substance's own identifier " +
                                          guid_text(substance->identity());
             MP_LOG(m_host.get(), mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): Load: a substance's key differs from its identifier\n");
+                   "ERROR: MediumPhysics: %s(%d): Load: a substance's key differs from its identifier\n");
             return;
         }
         substance->set_sink(m_host.get());
@@ -504,7 +503,7 @@ bool C_medium_physics::load_registry_entry(C_file_io& stream, std::int32_t kind,
                                                thermo::kind_display_name(kind) + ") is not available in this build"
                                          : std::string("unknown kind code ") + std::to_string(kind);
         MP_LOG(m_host.get(), mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): Load: cannot rebuild a medium of kind %d\n", static_cast<int>(kind));
+               "ERROR: MediumPhysics: %s(%d): Load: cannot rebuild a medium of kind %d\n", static_cast<int>(kind));
         return false;
     }
     fluid_ptr medium = loader(stream, *this);

@@ -12,7 +12,10 @@ bool C_substance_base::init_from_description(IHostDescription& description, IHos
     description.get_identifier(id_text);
     description.get_name(m_name);
     m_sink = sink;
-    return guid_utils::BuildGUIDFromString(id_text, m_identity);
+    if (guid_utils::BuildGUIDFromString(id_text, m_identity)) return true;
+    MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n",
+           m_name.to_utf8().c_str());
+    return false;
 }
 
 void C_substance_base::init(const host_guid& identity, const CHostString& name, IHostMessageSink* sink) {
@@ -68,7 +71,9 @@ bool param_from_host(const host_property& property, c_1d_param& param, const CHo
     }
     if (!ok) {
         MP_LOG(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: the %s table needs strictly increasing temperatures and a finite value for each\n", substance.to_utf8().c_str(), what);
+               "ERROR: MediumPhysics: %s(%d): %s: the %s table needs strictly increasing temperatures and a finite "
+               "value for each\n",
+               substance.to_utf8().c_str(), what);
         return false;
     }
     param.set_table(property.constant, std::vector<double>(property.T.begin(), property.T.end()),
@@ -82,10 +87,7 @@ namespace {
 // gas components read from their description.
 bool read_gas_common(C_substance_base& s, I_gas_description& d, IHostMessageSink* sink, c_1d_param& first,
                      c_1d_param& mu, c_1d_param& lambda, double& M, double& gamma) {
-    if (!s.init_from_description(d, sink)) {
-        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", s.name().to_utf8().c_str());
-        return false;
-    }
+    if (!s.init_from_description(d, sink)) return false;
     host_property p;
     d.get_first_parameter(p);
     if (!param_from_host(p, first, s.name(), "first parameter", sink)) return false;
@@ -98,7 +100,8 @@ bool read_gas_common(C_substance_base& s, I_gas_description& d, IHostMessageSink
     M = d.get_molar_mass();
     gamma = d.get_gamma();
     if (!(M > 0.0) || !std::isfinite(M)) {
-        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the molar mass must be positive\n", s.name().to_utf8().c_str());
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the molar mass must be positive\n",
+               s.name().to_utf8().c_str());
         return false;
     }
     return true;

@@ -25,7 +25,8 @@ public:
     IHostMessageSink* sink() const noexcept { return m_sink; }
     void set_sink(IHostMessageSink* sink) noexcept { m_sink = sink; }
 
-    // Takes name and identifier from the description. False when the identifier is not a GUID.
+    // Takes name and identifier from the description. False, with an ERROR line naming the
+    // substance, when the identifier is not a GUID.
     bool init_from_description(IHostDescription& description, IHostMessageSink* sink);
     void init(const host_guid& identity, const CHostString& name, IHostMessageSink* sink);
 

@@ -61,20 +61,6 @@ std::int32_t clean_mass_fractions(std::int32_t n, const double* Y, double* out) 
     return n;
 }
 
-double mole_fraction(std::int32_t n, const double* M, const double* Y, std::int32_t k) noexcept {
-    if (k < 0 || k >= n) return 0.0;
-    double sum = 0.0;
-    for (std::int32_t i = 0; i < n; ++i) sum += Y[i] / M[i];
-    return (Y[k] / M[k]) / sum;
-}
-
-double mass_fraction(std::int32_t n, const double* M, const double* X, std::int32_t k) noexcept {
-    if (k < 0 || k >= n) return 0.0;
-    double sum = 0.0;
-    for (std::int32_t i = 0; i < n; ++i) sum += X[i] * M[i];
-    return X[k] * M[k] / sum;
-}
-
 double dynamic_pressure_factor(const I_solver__fluid_thermodynamics_common& medium, double T, double u,
                                const double* Y) noexcept {
     double rho = 0, h = 0, cp = 0, gamma = 0, M = 0, a = 0, mu = 0, lambda = 0;

@@ -28,44 +28,14 @@ const char* kind_display_name(std::int32_t kind) noexcept;
 // Class name of a kind code ("C_ideal_gas_thermodynamics", ...); nullptr outside 0..14.
 const char* kind_class_name(std::int32_t kind) noexcept;
 
-// Composition sums over substances S that provide molar_mass() [kg/mol], cp(T) [J/(kg K)] and
-// h(T) [J/kg]; each loops in array order and accumulates in that order.
-template <class S>
-double inverse_molar_mass(std::int32_t n, const S* const* s, const double* Y) noexcept {
-    double r = 0.0;
-    for (std::int32_t i = 0; i < n; ++i) r += Y[i] / s[i]->molar_mass();
-    return r;
-}
-template <class S>
-double mixture_cp(std::int32_t n, const S* const* s, const double* Y, double T) noexcept {
-    double cp = 0.0;
-    for (std::int32_t i = 0; i < n; ++i) cp += Y[i] * s[i]->cp(T);
-    return cp;
-}
-template <class S>
-double mixture_enthalpy(std::int32_t n, const S* const* s, const double* Y, double T) noexcept {
-    double h = 0.0;
-    for (std::int32_t i = 0; i < n; ++i) h += Y[i] * s[i]->h(T);
-    return h;
-}
-// Specific gas constant R = 8.3144 sum(Y_i / M_i), J/(kg K).
-template <class S>
-double gas_constant(std::int32_t n, const S* const* s, const double* Y) noexcept {
-    return kUniversalGasConstant * inverse_molar_mass(n, s, Y);
-}
+// gamma = cp / (cp - R) of an ideal gas, cp and R in J/(kg K).
 inline double gamma_from_cp(double cp, double R) noexcept { return cp / (cp - R); }
-inline double ideal_sound_speed(double gamma, double R, double T) noexcept { return std::sqrt(gamma * R * T); }
 
 // Copies min(n, 100) mass fractions into `out` (room for 100), sets negatives to 0, divides all
 // but the last by their sum and sets the last to 1 minus the sum of the others, so that the
 // cleaned fractions add up to exactly 1. When nothing positive is left, the last substance takes
 // it all. Returns the number of entries written.
 std::int32_t clean_mass_fractions(std::int32_t n, const double* Y, double* out) noexcept;
-
-// Mole fraction X_k = (Y_k / M_k) / sum(Y_i / M_i) from molar masses M; 0.0 for k outside [0, n).
-double mole_fraction(std::int32_t n, const double* M, const double* Y, std::int32_t k) noexcept;
-// Mass fraction Y_k = X_k M_k / sum(X_i M_i); 0.0 for k outside [0, n).
-double mass_fraction(std::int32_t n, const double* M, const double* X, std::int32_t k) noexcept;
 
 // Total-minus-static over dynamic pressure at speed u: gamma and a from get_properties_p_T at
 // 101325 Pa; 1 + M2/4 below M2 = 1e-6, else the isentropic form.
@@ -97,6 +67,33 @@ protected:
 private:
     host_guid m_identity;
 };
+
+// What a medium without radiation data answers: nothing to prepare, no radiation properties and
+// the radiation value 0.
+class C_no_radiation : public FluidRadProp::I_radiation_properties, public virtual FluidRadProp::IRadPropFunctionality {
+public:
+    void update_radiation_properties() noexcept override {}
+    std::shared_ptr<FluidRadProp::I_radiation_properties> get_radiation_properties() const noexcept override {
+        return {};
+    }
+    double get_radiation_value(double, double, const double*) const noexcept override { return 0.0; }
+};
+
+namespace thermo {
+// The substances of a medium as the solver sees them (get_substances), in the medium's order.
+template <class S>
+substance_array substance_array_of(const host_shared_array<std::shared_ptr<S>>& list) {
+    substance_array out(list.size());
+    for (std::int32_t i = 0; i < list.size(); ++i) out[i] = list[i];
+    return out;
+}
+template <class S>
+substance_array substance_array_of(const std::shared_ptr<S>& one) {
+    substance_array out(1);
+    out[0] = one;
+    return out;
+}
+}  // namespace thermo
 
 // Carries enable_shared_from_this of the concrete class, so that an object hands out shared
 // pointers to itself and to its interfaces.

@@ -45,7 +45,7 @@ bool newton_on_T(double T_start, std::int64_t fail_step, double tol, Step&& step
 template <class Derived, class Substance>
 class C_gas_mixture : public I_write,
                       public C_thermodynamic_base,
-                      public FluidRadProp::I_radiation_properties,
+                      public C_no_radiation,
                       public C_generic_gas_operations,
                       public C_constant_gamma_closures,
                       public CHostAPIBaseClass<Derived>,
@@ -71,17 +71,7 @@ public:
     double tolerance() const noexcept { return m_tolerance; }
     std::int32_t iteration_limit() const noexcept { return m_limit; }
 
-    // ---- radiation and substances ----
-    void update_radiation_properties() noexcept override {}
-    std::shared_ptr<FluidRadProp::I_radiation_properties> get_radiation_properties() const noexcept override {
-        return {};
-    }
-    double get_radiation_value(double, double, const double*) const noexcept override { return 0.0; }
-    substance_array get_substances() const override {
-        substance_array out(m_count);
-        for (std::int32_t i = 0; i < m_count; ++i) out[i] = m_substances[i];
-        return out;
-    }
+    substance_array get_substances() const override { return thermo::substance_array_of(m_substances); }
 
     // ---- common operations ----
     double get_cp(double, double T, const double* Y) const noexcept override {

@@ -9,7 +9,7 @@ bool C_hypersonic_gas_substance::init(IHostDescription& description, IHostMessag
     auto tables = mp::hypersonic::builtin_tables();
     if (!tables) {
         MP_LOG(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): the built-in equilibrium-air tables are not available\n");
+               "ERROR: MediumPhysics: %s(%d): the built-in equilibrium-air tables are not available\n");
         return false;
     }
     m_tables = std::move(tables);

@@ -28,10 +28,7 @@ void value_and_slope(const c_1d_param& p, double T, double& v, double& dv) noexc
 }  // namespace
 
 bool C_compressible_liquid_substance::init(I_compressible_liquid_description& d, IHostMessageSink* sink) {
-    if (!init_from_description(d, sink)) {
-        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", name().to_utf8().c_str());
-        return false;
-    }
+    if (!init_from_description(d, sink)) return false;
     const auto take = [&](void (I_compressible_liquid_description::*get)(host_property&), c_1d_param& into,
                           const char* what) {
         host_property p;
@@ -123,15 +120,6 @@ double C_compressible_liquid_substance::get_cp(double, double T) const noexcept 
 
 double C_compressible_liquid_substance::get_viscosity(double p, double T) const noexcept {
     return m_viscosity.value(T) * std::exp((p - kViscosityReferencePressure) * m_viscosity_pressure_coefficient.value(T));
-}
-
-double C_compressible_liquid_substance::expansion_slope(double T) const noexcept {
-    const std::int32_t n = m_density.size();
-    if (n == 0) return 0.0;
-    if (T < m_density.temperatures()[0] || T > m_density.temperatures()[n - 1]) return 0.0;
-    double rho0 = 0, drho0 = 0;
-    value_and_slope(m_density, T, rho0, drho0);
-    return -drho0 / (rho0 * rho0);
 }
 
 void C_compressible_liquid_substance::get_id(std::uint8_t* out) const noexcept {

@@ -59,8 +59,6 @@ public:
     double isobaric_cp(double p, double T) const noexcept;
     // D(p, T), the pressure part of the enthalpy.
     double pressure_part(double p, double T) const noexcept;
-    // dv/dT of rho_0 with the rule of the expansion terms (0 outside the table).
-    double expansion_slope(double T) const noexcept;
     std::int32_t density_law() const noexcept { return m_density_law; }
     double density_reference_pressure() const noexcept { return m_density_reference_pressure; }
 

@@ -32,10 +32,7 @@ bool read_liquid_properties(I_liquid_description& d, const CHostString& name, IH
 }
 
 bool C_incompressible_liquid_substance::init(I_liquid_description& d, IHostMessageSink* sink) {
-    if (!init_from_description(d, sink)) {
-        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", name().to_utf8().c_str());
-        return false;
-    }
+    if (!init_from_description(d, sink)) return false;
     if (!read_liquid_properties(d, name(), sink, m_cp, m_viscosity, m_conductivity, m_density)) return false;
     m_scalar_a = d.get_scalar_a();
     m_reference_temperature = d.get_reference_temperature();
@@ -45,8 +42,7 @@ bool C_incompressible_liquid_substance::init(I_liquid_description& d, IHostMessa
     m_density_point_count = m_density.size();
     const auto n = static_cast<std::size_t>(m_density_point_count);
     if (n > 0) {
-        if (!m_density_T.allocate(n) || !m_density_values.allocate(n))
-            return false;
+        if (!m_density_T.allocate(n) || !m_density_values.allocate(n)) return false;
         std::memcpy(m_density_T.data(), m_density.temperatures(), n * sizeof(double));
         std::memcpy(m_density_values.data(), m_density.values(), n * sizeof(double));
     }
@@ -65,8 +61,7 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
         return true;
     }
     const auto N = static_cast<std::size_t>(m_volume_table_size);
-    if (!m_volume_T.allocate(N) || !m_volume_v.allocate(N) ||
-        !m_volume_dv.allocate(N) || !m_volume_d2v.allocate(N))
+    if (!m_volume_T.allocate(N) || !m_volume_v.allocate(N) || !m_volume_dv.allocate(N) || !m_volume_d2v.allocate(N))
         return false;
     const double* T = m_density_T.data();
     const double* rho = m_density_values.data();
@@ -78,8 +73,9 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
         if (T[0] == T[1]) {
             // Nothing to fit: the volume tables keep what they held.
             MP_LOG(sink, mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): %s: the two density points share one temperature; the volume "
-                         "tables stay empty\n", name().to_utf8().c_str());
+                   "ERROR: MediumPhysics: %s(%d): %s: the two density points share one temperature; the volume "
+                   "tables stay empty\n",
+                   name().to_utf8().c_str());
         } else {
             // v linear in T through the two points
             const double a = (1.0 / rho[0] - 1.0 / rho[1]) / (T[0] - T[1]);
@@ -117,8 +113,9 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
         }
         if (largest == 0.0 || std::fabs(det) / largest < kSingularRatio) {
             MP_LOG(sink, mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): %s: the density points do not determine a fit (all at one "
-                         "temperature?); the liquid is refused\n", name().to_utf8().c_str());
+                   "ERROR: MediumPhysics: %s(%d): %s: the density points do not determine a fit (all at one "
+                   "temperature?); the liquid is refused\n",
+                   name().to_utf8().c_str());
             return false;
         }
         // The explicit inverse: cofactors over the determinant.
@@ -267,8 +264,7 @@ bool C_incompressible_liquid_substance::read(C_file_io& stream) {
     if (m_density_point_count < 0) return false;
     if (m_density_point_count != 0) {
         const auto n = static_cast<std::size_t>(m_density_point_count);
-        if (!mp::read_pooled_doubles(stream, m_density_T, n) ||
-            !mp::read_pooled_doubles(stream, m_density_values, n))
+        if (!mp::read_pooled_doubles(stream, m_density_T, n) || !mp::read_pooled_doubles(stream, m_density_values, n))
             return false;
     }
     m_volume_table_size = stream.get<std::int32_t>();
@@ -290,13 +286,8 @@ bool C_incompressible_liquid_substance::read(C_file_io& stream) {
 
 bool C_inc_non_newtonian_liquid_substance::init(I_non_newtonian_description& d, IHostMessageSink* sink) {
     if (!C_incompressible_liquid_substance::init(d, sink)) return false;
-    const char* why = "";
-    m_law = build_nn_law(d, why);
-    if (!m_law) {
-        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n",
-                     name().to_utf8().c_str(), why);
-        return false;
-    }
+    m_law = build_nn_law(d, name(), sink);
+    if (!m_law) return false;
     m_law_code = static_cast<nn_law>(d.get_viscosity_law());
     return true;
 }

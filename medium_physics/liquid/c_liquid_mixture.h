@@ -21,7 +21,7 @@
 template <class Derived, class Substance>
 class C_liquid_mixture : public I_write,
                          public C_thermodynamic_base,
-                         public FluidRadProp::I_radiation_properties,
+                         public C_no_radiation,
                          public CHostAPIBaseClass<Derived>,
                          public virtual IHostUnknown,
                          public virtual FluidRadProp::IRadPropFunctionality,
@@ -71,14 +71,7 @@ public:
         for (std::int32_t i = 0; i < m_count; ++i) stream.write_guid(component(i).identity());
     }
 
-    void update_radiation_properties() noexcept override {}
-    std::shared_ptr<FluidRadProp::I_radiation_properties> get_radiation_properties() const noexcept override { return {}; }
-    double get_radiation_value(double, double, const double*) const noexcept override { return 0.0; }
-    substance_array get_substances() const override {
-        substance_array out(m_count);
-        for (std::int32_t i = 0; i < m_count; ++i) out[i] = m_substances[i];
-        return out;
-    }
+    substance_array get_substances() const override { return thermo::substance_array_of(m_substances); }
     std::int32_t substance_count() const noexcept { return m_count; }
 
     // ---- common operations ----
@@ -94,7 +87,8 @@ public:
                 return cp_ref - kCpDropLimit * cp_ref;
             }
             if (Derived::kNegativeCpIsError)
-                MP_LOG(sink(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): Inconsistent thermodynamics: Cp<0 !\n");
+                MP_LOG(sink(), mp::line_kind::error,
+                       "ERROR: MediumPhysics: %s(%d): Inconsistent thermodynamics: Cp<0 !\n");
             else
                 MP_LOG(sink(), mp::line_kind::warning,
                        "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters: Cp<0 !\n");
@@ -167,15 +161,17 @@ public:
                             double* p_out) const noexcept override {
         double Ts = T0;
         switch (solve_T(H, p, Y, G2, true, T0, Ts)) {
-            case newton_outcome::converged: break;
-            case newton_outcome::not_increasing:
-                MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-                Ts = T0;
-                break;
-            case newton_outcome::out_of_steps:
-                MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
-                Ts = T0;
-                break;
+        case newton_outcome::converged: break;
+        case newton_outcome::not_increasing:
+            MP_LOG(sink(), mp::line_kind::warning,
+                   "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+            Ts = T0;
+            break;
+        case newton_outcome::out_of_steps:
+            MP_LOG(sink(), mp::line_kind::warning,
+                   "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+            Ts = T0;
+            break;
         }
         *T = Ts;
         *rho = get_density(p, Ts, Y);
@@ -189,18 +185,21 @@ public:
               double* T) const noexcept override {
         double Ts = T0;
         switch (solve_T(H, p, Y, G2, true, T0, Ts)) {
-            case newton_outcome::converged: break;
-            case newton_outcome::not_increasing:
-                if constexpr (Derived::kRhoTNotIncreasingNumber == 3002)
-                    MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-                else
-                    MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-                Ts = T0;
-                break;
-            case newton_outcome::out_of_steps:
-                MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
-                Ts = T0;
-                break;
+        case newton_outcome::converged: break;
+        case newton_outcome::not_increasing:
+            if constexpr (Derived::kRhoTNotIncreasingNumber == 3002)
+                MP_LOG(sink(), mp::line_kind::warning,
+                       "Warning 3002: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+            else
+                MP_LOG(sink(), mp::line_kind::warning,
+                       "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+            Ts = T0;
+            break;
+        case newton_outcome::out_of_steps:
+            MP_LOG(sink(), mp::line_kind::warning,
+                   "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+            Ts = T0;
+            break;
         }
         *T = Ts;
         *rho = get_density(p, Ts, Y);
@@ -208,13 +207,15 @@ public:
     double get_T_p_h(double p, double h, const double* Y) const noexcept override {
         double Ts = kStartTemperature;
         switch (solve_T(h, p, Y, 0.0, false, kStartTemperature, Ts)) {
-            case newton_outcome::converged: return Ts;
-            case newton_outcome::not_increasing:
-                MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-                break;
-            case newton_outcome::out_of_steps:
-                MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
-                break;
+        case newton_outcome::converged: return Ts;
+        case newton_outcome::not_increasing:
+            MP_LOG(sink(), mp::line_kind::warning,
+                   "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+            break;
+        case newton_outcome::out_of_steps:
+            MP_LOG(sink(), mp::line_kind::warning,
+                   "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+            break;
         }
         return kStartTemperature;
     }
@@ -257,9 +258,13 @@ protected:
         for (std::int32_t i = 0; i < m_count; ++i) cp += Y[i] * component(i).isobaric_cp(p, T);
         return cp;
     }
+    // sum(Y_i dv_i/dT): the temperature slope of the mixture's specific volume. Components whose
+    // density depends on pressure as well (the compressible liquid) have no such slope; their
+    // medium forms the expansion factor and d rho/dp from the density law itself.
     double expansion_sum(double T, const double* Y) const noexcept {
         double S = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) S += Y[i] * component(i).expansion_slope(T);
+        if constexpr (requires(const Substance& s) { s.expansion_slope(T); })
+            for (std::int32_t i = 0; i < m_count; ++i) S += Y[i] * component(i).expansion_slope(T);
         return S;
     }
 

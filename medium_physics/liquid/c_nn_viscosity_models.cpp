@@ -5,22 +5,11 @@
 #include <limits>
 
 #include "file_io/c_file_io/c_file_io.h"
+#include "factory/mp_log.h"
+#include "framework/c_substance.h"
 #include "medium_physics/description.h"
 
 namespace {
-
-// Reads n values in pieces, so that a damaged count fails on the missing data.
-template <class T>
-void read_vector(C_file_io& stream, std::vector<T>& out, std::size_t n) {
-    out.clear();
-    constexpr std::size_t kPiece = 4096;
-    while (out.size() < n) {
-        const std::size_t k = std::min(kPiece, n - out.size());
-        const std::size_t at = out.size();
-        out.resize(at + k);
-        stream.read(out.data() + at, k);
-    }
-}
 
 bool leading_zero(C_file_io& stream) { return stream.get<std::uint8_t>() == 0; }
 
@@ -247,15 +236,15 @@ bool CHightOrderPRModel::read(C_file_io& s) {
     shear_cap = s.get<double>();
     const auto K = s.get<std::int32_t>();
     if (K < 0) return false;
-    read_vector(s, row_T, static_cast<std::size_t>(K));
-    read_vector(s, row_length, static_cast<std::size_t>(K));
+    mp::read_in_pieces(s, row_T, static_cast<std::size_t>(K));
+    mp::read_in_pieces(s, row_length, static_cast<std::size_t>(K));
     std::size_t total = 0;
     for (const std::int32_t n : row_length) {
         if (n <= 0) return false;
         total += static_cast<std::size_t>(n);
     }
-    read_vector(s, row_shear, total);
-    read_vector(s, row_mu, total);
+    mp::read_in_pieces(s, row_shear, total);
+    mp::read_in_pieces(s, row_mu, total);
     return prepare();
 }
 
@@ -276,22 +265,6 @@ void CHightOrderPRModel::write(C_file_io& s) const {
 
 namespace {
 
-bool property_of(I_non_newtonian_description& d, const char* key, c_1d_param& out) {
-    host_property p;
-    d.get_law_property(key, p);
-    const std::int32_t n = p.T.size();
-    if (n == 0) {
-        out.set_constant(p.constant);
-        return true;
-    }
-    if (p.value.size() < n) return false;
-    for (std::int32_t i = 1; i < n; ++i)
-        if (!(p.T[i] > p.T[i - 1])) return false;
-    out.set_table(p.constant, std::vector<double>(p.T.begin(), p.T.end()),
-                  std::vector<double>(p.value.begin(), p.value.begin() + n));
-    return true;
-}
-
 std::vector<double> array_of(I_non_newtonian_description& d, const char* key) {
     host_shared_array<double> a;
     d.get_law_array(key, a);
@@ -300,21 +273,28 @@ std::vector<double> array_of(I_non_newtonian_description& d, const char* key) {
 
 }  // namespace
 
-std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description& d, const char*& why) {
-    why = "";
+std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description& d, const CHostString& substance,
+                                                    IHostMessageSink* sink) {
     const auto code = static_cast<nn_law>(d.get_viscosity_law());
     auto law = make_nn_law(code);
     if (!law) {
-        why = "the description names no viscosity law";
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the description names no viscosity law\n",
+               substance.to_utf8().c_str());
         return nullptr;
     }
     const auto number = [&](const char* key) { return d.get_law_number(key); };
+    // A property of T, with the checks and the ERROR line of every material property.
+    const auto property_of = [&](const char* key, c_1d_param& out) {
+        host_property p;
+        d.get_law_property(key, p);
+        return param_from_host(p, out, substance, key, sink);
+    };
     bool ok = true;
     switch (code) {
         case nn_law::carreau: {
             auto& m = static_cast<CCarreauModel&>(*law);
-            ok = property_of(d, "mu_zero", m.mu_zero) && property_of(d, "mu_infinity", m.mu_infinity) &&
-                 property_of(d, "time_constant", m.time_constant);
+            ok = property_of("mu_zero", m.mu_zero) && property_of("mu_infinity", m.mu_infinity) &&
+                 property_of("time_constant", m.time_constant);
             m.power_index = number("power_index");
             break;
         }
@@ -331,14 +311,14 @@ std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description&
         }
         case nn_law::herschel_bulkley: {
             auto& m = static_cast<CHershelBulkleyModel&>(*law);
-            ok = property_of(d, "consistency", m.consistency) && property_of(d, "yield_stress", m.yield_stress);
+            ok = property_of("consistency", m.consistency) && property_of("yield_stress", m.yield_stress);
             m.power_index = number("power_index");
             break;
         }
         case nn_law::power_law: {
             auto& m = static_cast<CPowerLawModel&>(*law);
-            ok = property_of(d, "consistency", m.consistency) && property_of(d, "low_shear_limit", m.low_shear_limit) &&
-                 property_of(d, "high_shear_limit", m.high_shear_limit);
+            ok = property_of("consistency", m.consistency) && property_of("low_shear_limit", m.low_shear_limit) &&
+                 property_of("high_shear_limit", m.high_shear_limit);
             m.power_index = number("power_index");
             m.use_low_shear_limit = number("use_low_shear_limit") != 0.0;
             m.use_high_shear_limit = number("use_high_shear_limit") != 0.0;
@@ -370,7 +350,10 @@ std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description&
         }
     }
     if (!ok) {
-        why = "the viscosity law's parameters are incomplete or its table is inconsistent";
+        MP_LOG(sink, mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): %s: the viscosity law's parameters are incomplete or its table is "
+               "inconsistent\n",
+               substance.to_utf8().c_str());
         return nullptr;
     }
     return law;

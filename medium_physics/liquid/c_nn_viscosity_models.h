@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "medium_physics/host_string.h"
 #include "tables/c_1d_param.h"
 
 class C_file_io;
@@ -34,10 +35,12 @@ enum class nn_law : std::int32_t {
 };
 // A fresh, empty law of the given code; nullptr for an unknown code.
 std::unique_ptr<INonNewtonLiquidModel> make_nn_law(nn_law code);
-// The law a description names, with its parameters; nullptr (and the reason in `why`) when the
-// description names none or gives an unusable table.
+// The law a description names, with its parameters; nullptr, with an ERROR line naming the
+// substance and what is wrong, when the description names none or gives unusable parameters.
 class I_non_newtonian_description;
-std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description& description, const char*& why);
+class IHostMessageSink;
+std::unique_ptr<INonNewtonLiquidModel> build_nn_law(I_non_newtonian_description& description,
+                                                    const CHostString& substance, IHostMessageSink* sink);
 
 namespace nn {
 // Bounds of the shear factor g^(n-1) of the power-type laws.

@@ -14,12 +14,6 @@ std::int32_t C_cavitation_therm_obsolete::query_interface(std::any& requested) {
                         FluidRadProp::I_radiation_properties>(weak_from_this().lock(), requested);
 }
 
-substance_array C_cavitation_therm_obsolete::get_substances() const {
-    substance_array out(1);
-    out[0] = m_substance;
-    return out;
-}
-
 void C_cavitation_therm_obsolete::write(C_file_io& stream) const {
     stream.put<std::int32_t>(0);
     write_identity(stream);

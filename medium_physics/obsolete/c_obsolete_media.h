@@ -13,7 +13,7 @@ class C_medium_physics;
 
 class C_cavitation_therm_obsolete final : public I_write,
                                           public C_thermodynamic_base,
-                                          public FluidRadProp::I_radiation_properties,
+                                          public C_no_radiation,
                                           public CHostAPIBaseClass<C_cavitation_therm_obsolete>,
                                           public virtual IHostUnknown,
                                           public virtual FluidRadProp::IRadPropFunctionality,
@@ -27,12 +27,7 @@ public:
     static std::shared_ptr<C_cavitation_therm_obsolete> load(C_file_io& stream, const C_medium_physics& factory);
 
     std::int32_t query_interface(std::any& requested) override;
-    void update_radiation_properties() noexcept override {}
-    std::shared_ptr<FluidRadProp::I_radiation_properties> get_radiation_properties() const noexcept override {
-        return {};
-    }
-    double get_radiation_value(double, double, const double*) const noexcept override { return 0.0; }
-    substance_array get_substances() const override;
+    substance_array get_substances() const override { return thermo::substance_array_of(m_substance); }
     std::int32_t get_type_id() const noexcept override { return MP_KIND_CAVITATION_OBSOLETE; }
     // Record: int32 0 (version), the identity, int32 substance count, the substance identifiers.
     void write(C_file_io& stream) const override;

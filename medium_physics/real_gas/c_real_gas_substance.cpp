@@ -26,13 +26,15 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
                         std::isfinite(q.pmax) && q.Tmin < q.Tc && std::isfinite(q.Tfloor) && q.Tfloor >= 0.0;
     if (!usable) {
         MP_LOG(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: real-gas data not usable (critical data, molar mass, table "
-                     "limits Tmin < Tc, Tmin < Tmax, 0 < pmin < pmax)\n", who.c_str());
+               "ERROR: MediumPhysics: %s(%d): %s: real-gas data not usable (critical data, molar mass, table "
+               "limits Tmin < Tc, Tmin < Tmax, 0 < pmin < pmax)\n",
+               who.c_str());
         return false;
     }
     if (q.generator_kind != 0) {
         MP_LOG(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: property generator kind %d is not available\n", who.c_str(), static_cast<int>(q.generator_kind));
+               "ERROR: MediumPhysics: %s(%d): %s: property generator kind %d is not available\n", who.c_str(),
+               static_cast<int>(q.generator_kind));
         return false;
     }
     auto generator = std::make_shared<CRGPropertyGenerator>();
@@ -54,8 +56,8 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
     m_extension_on = q.extension ? 1 : 0;
     m_Tfloor = q.Tfloor > 0.0 && q.Tfloor < q.Tmin ? q.Tfloor : 0.5 * q.Tmin;
     if (!build_table()) {
-        MP_LOG(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: the property table could not be made\n", who.c_str());
+        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the property table could not be made\n",
+               who.c_str());
         return false;
     }
     derive_extension();
@@ -63,10 +65,7 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
 }
 
 bool C_real_gas_substance::init_from_description(I_real_gas_description& d, IHostMessageSink* sink) {
-    if (!C_substance_base::init_from_description(d, sink)) {
-        MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", name().to_utf8().c_str());
-        return false;
-    }
+    if (!C_substance_base::init_from_description(d, sink)) return false;
     rg_substance_parameters q;
     CHostString source;
     d.get_data_source(source);

@@ -387,13 +387,15 @@ void CRGPropertyGenerator::binodal_pont(double T, double& Psat, double& v_liquid
             const double rectangle = (v_vapour - v_liquid) * Psat;
             const double f = rectangle - Pc * vs * work_integral(Tr, v_liquid / vs, v_vapour / vs);
             MP_LOG(m_sink.get(), mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): binodal_pont: accuracy don't achieved Tr=\t%g\tP=\t%g\teps=\t%g\n", Tr, Psat, rectangle != 0.0 ? f / rectangle : f);
+                   "ERROR: MediumPhysics: %s(%d): binodal_pont: accuracy don't achieved Tr=\t%g\tP=\t%g\teps=\t%g\n",
+                   Tr, Psat, rectangle != 0.0 ? f / rectangle : f);
             return;
         }
         const double P = std::max(floor, 0.5 * (lo + hi));
         double r[3];
         if (RK_Phi_PrTr(P / Pc, Tr, r) != 3) {
-            MP_LOG(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): binodal_pont  ******ERROR*****\n");
+            MP_LOG(m_sink.get(), mp::line_kind::error,
+                   "ERROR: MediumPhysics: %s(%d): binodal_pont  ******ERROR*****\n");
             return;
         }
         const double vl = r[0] * vs, vg = r[2] * vs;
@@ -631,7 +633,7 @@ bool CRGPropertyGenerator::RK_calc_point_Fa_Pe_def(double Tr, double Pr, double&
     }
     if (it == m_fit_max_iter) {
         MP_LOG(m_sink.get(), mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def:  not convergence Tr=\t%g\n", Tr);
+               "ERROR: MediumPhysics: %s(%d): RK_calc_point_Fa_Pe_def:  not convergence Tr=\t%g\n", Tr);
     }
     m_eos.selector = saved;
     return ok;
@@ -662,7 +664,8 @@ void CRGPropertyGenerator::RK_calc_point_isohor_def(double vr, std::int32_t n, c
         if (!converged) {
             const double vb = vr - Ob * be;
             MP_LOG(m_sink.get(), mp::line_kind::error,
-                         "ERROR: MediumPhysics: %s(%d): RK_calc_point_isohor_def:  not convergence Tr=\t%g\tf\t%g\n", Tr, Pr - Tr * (1.0 / vb - A));
+                   "ERROR: MediumPhysics: %s(%d): RK_calc_point_isohor_def:  not convergence Tr=\t%g\tf\t%g\n", Tr,
+                   Pr - Tr * (1.0 / vb - A));
         }
         alpha[k] = al;
         beta[k] = be;
@@ -687,14 +690,16 @@ bool CRGPropertyGenerator::RK_H_critic_point_monotonization(double p, double T, 
     if (!state_pT(p, T, st)) return false;
     if (std::fabs(st.h - Hc) / std::fabs(Hc) > kMonotonizationRelTol) {
         MP_LOG(m_sink.get(), mp::line_kind::warning,
-                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tH=\t%g\tHc=\t%g\n", T, st.h, Hc);
+               "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tH=\t%g\tHc=\t%g\n", T, st.h,
+               Hc);
     }
     // cv carries -R Tr F_TT and F_TT carries -Tr a'' Omega_a L; dP/dT does not see alpha''
     m_eos.multiplier_d2[0] += (Cpc - st.cp) / (R * k);
     if (!state_pT(p, T, st)) return false;
     if (std::fabs(st.cp - Cpc) / std::fabs(Cpc) > kMonotonizationRelTol) {
         MP_LOG(m_sink.get(), mp::line_kind::warning,
-                     "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tCp=\t%g\tCp_c=\t%g\n", T, st.cp, Cpc);
+               "Warning : MediumPhysics: %s(%d): RK_H_critic_point_monotonization   T=\t%g\tCp=\t%g\tCp_c=\t%g\n", T,
+               st.cp, Cpc);
     }
     return true;
 }

@@ -9,12 +9,6 @@
 namespace {
 constexpr solid_axes kIdentityAxes = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
-bool identity_from(C_substance_base& s, IHostDescription& d, IHostMessageSink* sink) {
-    if (s.init_from_description(d, sink)) return true;
-    MP_LOG(sink, mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: the identifier is not a GUID\n", s.name().to_utf8().c_str());
-    return false;
-}
-
 // Reads the three components and the flag.
 bool read_components(const C_substance_base& s, std::array<c_1d_param, 3>& components, std::int32_t& flag,
                      I_solid_description& d, IHostMessageSink* sink) {
@@ -74,7 +68,7 @@ bool C_conductive_medium::read_conductive(C_file_io& stream) {
 bool C_heatconducting_solid::init(I_solid_description& d, const std::shared_ptr<IHostDescription>& keep,
                                   const solid_axes& axes, IHostMessageSink* sink) {
     // Read in the order identifier, name, heat values, heat parameter, components, flag.
-    if (!identity_from(*this, d, sink)) return false;
+    if (!init_from_description(d, sink)) return false;
     m_heat_value_a = d.get_heat_value_a();
     m_heat_value_b = d.get_heat_value_b();
     host_property p;
@@ -89,11 +83,12 @@ bool C_heatconducting_solid::init(I_solid_description& d, const std::shared_ptr<
 
 bool C_heatconducting_solid::init(IHostDescription& d, const std::shared_ptr<IHostDescription>& keep,
                                   const host_shared_array<double>& values, IHostMessageSink* sink) {
-    if (!identity_from(*this, d, sink)) return false;
+    if (!init_from_description(d, sink)) return false;
     const std::int32_t n = values.size();
     if (n != 7 && n != 16) {
         MP_LOG(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: a solid from values needs 7 or 16 of them, not %d\n", name().to_utf8().c_str(), static_cast<int>(n));
+               "ERROR: MediumPhysics: %s(%d): %s: a solid from values needs 7 or 16 of them, not %d\n",
+               name().to_utf8().c_str(), static_cast<int>(n));
         return false;
     }
     m_heat_value_a = values[0];
@@ -139,7 +134,7 @@ bool C_heatconducting_solid::read(C_file_io& stream) {
 bool C_electroconducting_solid::init(I_solid_description& d, const std::shared_ptr<IHostDescription>& keep,
                                      const solid_axes& axes, IHostMessageSink* sink) {
     std::int32_t flag = 0;
-    if (!identity_from(*this, d, sink) || !read_components(*this, m_components, flag, d, sink)) return false;
+    if (!init_from_description(d, sink) || !read_components(*this, m_components, flag, d, sink)) return false;
     classify(flag, axes);
     m_description = keep;
     return true;

@@ -10,9 +10,6 @@ namespace {
 // Spacing differences below this share of the step still count as uniform; locate() corrects
 // the guess against the real temperatures, so this only decides whether guessing pays.
 constexpr double kUniformSpacingTolerance = 1e-9;
-// Point counts read from a stream are read in pieces of this many values, so that a corrupt count
-// fails on the missing data instead of allocating what the stream never holds.
-constexpr std::size_t kReadPiece = 1 << 16;
 
 bool copy_into(mp::pooled_array<double>& to, const double* from, std::size_t n, mp::site where = mp::site::here()) {
     if (!to.allocate(n, where)) return false;
@@ -33,12 +30,7 @@ bool mp::read_pooled_doubles(C_file_io& stream, pooled_array<double>& to, std::s
         return true;
     }
     std::vector<double> staged;
-    while (staged.size() < n) {
-        const std::size_t k = std::min(kReadPiece, n - staged.size());
-        const std::size_t at = staged.size();
-        staged.resize(at + k);
-        stream.read(staged.data() + at, k);
-    }
+    read_in_pieces(stream, staged, n);
     if (!to.allocate(n, where)) return false;
     std::memcpy(to.data(), staged.data(), n * sizeof(double));
     return true;

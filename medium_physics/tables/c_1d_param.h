@@ -8,13 +8,13 @@
 // allocate nothing and are safe to call from many threads.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
 
 #include "factory/c_memory_pool.h"
-
-class C_file_io;
+#include "file_io/c_file_io/c_file_io.h"
 
 namespace mp {
 
@@ -30,6 +30,23 @@ inline std::int32_t interval_search(double T, const double* t, std::int32_t n) n
         else lo = mid;
     }
     return lo;
+}
+
+// Values read from a stream whose count comes from the stream are read in pieces of this many,
+// so that a damaged count fails on the missing data instead of allocating what the stream never
+// holds.
+inline constexpr std::size_t kReadPiece = 1 << 16;
+
+// Reads n values into `out` piece by piece (see kReadPiece); stream failures throw.
+template <class T>
+void read_in_pieces(C_file_io& stream, std::vector<T>& out, std::size_t n) {
+    out.clear();
+    while (out.size() < n) {
+        const std::size_t k = std::min(kReadPiece, n - out.size());
+        const std::size_t at = out.size();
+        out.resize(at + k);
+        stream.read(out.data() + at, k);
+    }
 }
 
 // Reads n doubles into a pooled array labelled with the caller's statement. Large counts are read

@@ -390,8 +390,7 @@ bool C_3d_Chem_property::read(C_file_io& stream, std::uint8_t& version, chem_rea
     for (std::int64_t f = 0; f < total; ++f) {
         c.fields.emplace_back();
         auto& to = c.fields.back();
-        const bool ok = f == 0 ? mp::read_pooled_doubles(stream, to, n)
-                               : to.allocate(n);
+        const bool ok = f == 0 ? mp::read_pooled_doubles(stream, to, n) : to.allocate(n);
         if (!ok) {
             why = chem_read_error::memory;
             return false;

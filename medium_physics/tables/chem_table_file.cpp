@@ -265,7 +265,7 @@ chem_restore_result restore(C_3d_Chem_property& table, const chem_table_request&
         return chem_restore_result::restored;
     }
     MP_LOG(sink, line_kind::message, "MediumPhysics: %s(%d): Chemistry: %s\n",
-                 report.status == chem_file_status::bad_record ? to_text(report.read_error) : to_text(report.status));
+           report.status == chem_file_status::bad_record ? to_text(report.read_error) : to_text(report.status));
     mp::log_line(sink, line_kind::message, "Chemistry: Restoring table failed\n");
 
     bool generated = false;
@@ -277,7 +277,7 @@ chem_restore_result restore(C_3d_Chem_property& table, const chem_table_request&
     if (!generated || !has_requested_sizes(table, request)) {
         table.clear();
         MP_LOG(sink, line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): Chemistry: the chemistry table could not be computed\n");
+               "ERROR: MediumPhysics: %s(%d): Chemistry: the chemistry table could not be computed\n");
         return chem_restore_result::failed;
     }
     table.set_two_stream(request.two_stream);
@@ -286,8 +286,7 @@ chem_restore_result restore(C_3d_Chem_property& table, const chem_table_request&
     std::string why;
     if (CHost_Utils::CheckDiskSpace(host_path(path), request.required_free_bytes)) {
         if (write_chem_table_file(path, table, check, &why)) return chem_restore_result::computed_and_saved;
-        MP_LOG(sink, line_kind::message, "MediumPhysics: %s(%d): Chemistry: %s\n",
-                     why.c_str());
+        MP_LOG(sink, line_kind::message, "MediumPhysics: %s(%d): Chemistry: %s\n", why.c_str());
     }
     mp::log_line(sink, line_kind::warning, "Chemistry: Can't write file %s\n", host_path(path).to_utf8().c_str());
     return chem_restore_result::computed_not_saved;

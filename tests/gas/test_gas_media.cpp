@@ -99,6 +99,21 @@ TEST_F(gas_fixture, MixtureStateAgainstHandCalculation) {
     EXPECT_EQ(m->get_expansion_factor(p, T, Y), 1.0);
 }
 
+TEST_F(gas_fixture, MoleAndMassFractions) {
+    // N2/O2 75/25 by mass is 77.4 % / 22.6 % by mole (hand calculation: 0.75 / 0.0280134 = 26.773,
+    // 0.25 / 0.0319988 = 7.8128, 26.773 / 34.586 = 0.77410).
+    auto m = make<P_H>("mix");
+    const double Y[2] = {0.75, 0.25};
+    EXPECT_NEAR(m->get_mole_fraction(1e5, 300.0, Y, 0), 0.77410, 1e-5);
+    const double X[2] = {m->get_mole_fraction(1e5, 300.0, Y, 0), m->get_mole_fraction(1e5, 300.0, Y, 1)};
+    EXPECT_NEAR(X[0] + X[1], 1.0, 1e-15);
+    EXPECT_NEAR(m->get_mass_fraction(1e5, 300.0, X, 1), 0.25, 1e-14);
+    for (std::int32_t k : {-1, 2}) {
+        EXPECT_EQ(m->get_mole_fraction(1e5, 300.0, Y, k), 0.0);
+        EXPECT_EQ(m->get_mass_fraction(1e5, 300.0, X, k), 0.0);
+    }
+}
+
 TEST_F(gas_fixture, NewtonFromTotalEnthalpyMatchesTheClosedForm) {
     // Constant cp: cp T + K T^2 = H has the root T = (sqrt(cp^2 + 4 K H) - cp) / (2 K).
     auto m = make<P_H>("O2");
@@ -208,9 +223,10 @@ TEST_F(gas_fixture, UnreachableTargetsWarnAndFallBack) {
     for (const auto& l : lines) {
         EXPECT_EQ(l.entry, host_log::entry::warning);
         EXPECT_NE(l.text.find("Inconsistent physical parameters!\n"), std::string::npos);
-        EXPECT_TRUE(test_support::written_by_statement_in(l.text, l.text.find("c_gas_mixture") != std::string::npos
-                                                                       ? "medium_physics/gas/c_gas_mixture.h"
-                                                                       : "medium_physics/gas/c_ideal_gas_thermodynamics.cpp"));
+        EXPECT_TRUE(
+            test_support::written_by_statement_in(l.text, l.text.find("c_gas_mixture") != std::string::npos
+                                                              ? "medium_physics/gas/c_gas_mixture.h"
+                                                              : "medium_physics/gas/c_ideal_gas_thermodynamics.cpp"));
         distinct.insert(l.text);
     }
     EXPECT_EQ(distinct.size(), 3u);

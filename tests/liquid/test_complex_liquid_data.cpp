@@ -97,9 +97,9 @@ std::unique_ptr<INonNewtonLiquidModel> library_law(const std::string& name) {
         CHostString n;
         d->get_name(n);
         if (n.to_utf8() != name) continue;
-        const char* why = "";
-        auto law = build_nn_law(*d, why);
-        EXPECT_NE(law, nullptr) << name << ": " << why;
+        standalone_host::log_capture log;
+        auto law = build_nn_law(*d, n, nullptr);
+        EXPECT_NE(law, nullptr) << name << ": " << (log.lines().empty() ? "" : log.lines()[0].text);
         return law;
     }
     ADD_FAILURE() << "no material " << name;

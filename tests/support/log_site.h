@@ -32,8 +32,7 @@ inline ::testing::AssertionResult written_by_statement_in(const std::string& tex
     if (s.file != file) return ::testing::AssertionFailure() << "site " << s.file << ", not " << file << ": " << text;
     std::ifstream in(std::string(MP_SOURCE_DIR) + "/" + s.file);
     std::string source;
-    for (int n = 0; n < s.line && std::getline(in, source); ++n) {
-    }
+    for (int n = 0; n < s.line && std::getline(in, source); ++n) {}
     if (source.find("MP_LOG(") == std::string::npos)
         return ::testing::AssertionFailure() << s.file << "(" << s.line << ") is not an MP_LOG statement: " << source;
     return ::testing::AssertionSuccess();
