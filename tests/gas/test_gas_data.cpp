@@ -185,53 +185,41 @@ TEST(GasData, AirHeatCapacity) {
     for (const Reference& r : refs) expect_relative(at(material("air").at("cp"), r.T), r, "cp");
 }
 
-// Viscosity in uPa s.
+// Viscosity in uPa s, against compilations of measurements (independent of the correlations the
+// data come from).
 //   CRC: CRC Handbook of Chemistry and Physics, "Viscosity of Gases" (Huber and Harvey), 100 kPa.
 //   Incropera: Incropera and DeWitt, Table A.4 (184.6 and 424.4 x 1e-7 N s/m2 for air).
 //   N2, 1000 K: Lemmon and Jacobsen, Int. J. Thermophys. 25, 21 (2004), dilute-gas term (the NIST
 //     WebBook's nitrogen formulation) at 1000 K.
 //   CO2, 1000 K: Fenghour, Wakeham and Vesovic, J. Phys. Chem. Ref. Data 27, 31 (1998), dilute gas.
 //   H2O: CRC zero-density values at 400 and 600 K; IAPWS R12-08 (2008) dilute-gas term at 1000 K.
-// Lennard-Jones kinetic theory with fitted parameters is good to 1-3% for these nonpolar gases.
-// Water is polar: the Stockmayer parameters with Brokaw's correction come out 4-7% high below
-// 700 K, hence 8% there.
+// The data agree with all of them to 2 % (air at 1000 K: Incropera's 42.44 against the 43.28 of
+// Lemmon and Jacobsen's air correlation, which the data follow); 3 % leaves room for the tables'
+// rounding and catches a wrong source or unit.
 TEST(GasData, ViscosityAgainstPublishedTables) {
     const Reference refs[] = {
         {"N2", 300, 17.9, 3e-2},   {"N2", 600, 29.6, 3e-2},   {"N2", 1000, 41.54, 3e-2},
         {"air", 300, 18.46, 3e-2}, {"air", 600, 30.8, 3e-2},  {"air", 1000, 42.44, 3e-2},
         {"CO2", 300, 15.0, 3e-2},  {"CO2", 600, 28.0, 3e-2},  {"CO2", 1000, 41.26, 3e-2},
-        {"H2O", 400, 13.4, 8e-2},  {"H2O", 600, 21.4, 8e-2},  {"H2O", 1000, 37.61, 3e-2},
+        {"H2O", 400, 13.4, 3e-2},  {"H2O", 600, 21.4, 3e-2},  {"H2O", 1000, 37.61, 3e-2},
     };
     for (const Reference& r : refs) expect_relative(viscosity(r.gas, r.T), r, "viscosity");
 }
 
-// Thermal conductivity in mW/(m K).
+// Thermal conductivity in mW/(m K), against compilations of measurements.
 //   CRC: CRC Handbook of Chemistry and Physics, "Thermal Conductivity of Gases", 100 kPa.
 //   Incropera: Incropera and DeWitt, Table A.4 (26.3 and 66.7 x 1e-3 W/(m K) for air).
 //   N2, 1000 K: Lemmon and Jacobsen (2004), dilute-gas term at 1000 K.
-//   H2O, 1000 K: IAPWS R15-11 (2011), dilute-gas term at 1000 K.
-// The Eucken-type treatment of internal energy is good to about 5% for nonpolar gases, a little
-// high at 1000 K; 6% tolerance.
+//   H2O: CRC at 400 and 600 K (27.1 and 47.1); IAPWS R15-11 (2011) dilute gas at 1000 K (95.8).
+// The compilations differ among themselves by up to 2 % (CO2 at 600 K: CRC 41.6, Smirnov,
+// Fundamentals of Ionized Gases, Table 4.6, 40.7); the data lie within 3.1 % of every value here
+// (CO2 at 600 K, 3.0 % below CRC), hence 4 %.
 TEST(GasData, ConductivityAgainstPublishedTables) {
     const Reference refs[] = {
-        {"N2", 300, 26.0, 6e-2},  {"N2", 600, 44.0, 6e-2},  {"N2", 1000, 65.35, 6e-2},
-        {"air", 300, 26.3, 6e-2}, {"air", 600, 45.7, 6e-2}, {"air", 1000, 66.7, 6e-2},
-        {"CO2", 300, 16.8, 6e-2}, {"CO2", 600, 41.6, 6e-2},
+        {"N2", 300, 26.0, 4e-2},  {"N2", 600, 44.0, 4e-2},  {"N2", 1000, 65.35, 4e-2},
+        {"air", 300, 26.3, 4e-2}, {"air", 600, 45.7, 4e-2}, {"air", 1000, 66.7, 4e-2},
+        {"CO2", 300, 16.8, 4e-2}, {"CO2", 600, 41.6, 4e-2},
+        {"H2O", 400, 27.1, 4e-2}, {"H2O", 600, 47.1, 4e-2}, {"H2O", 1000, 95.8, 4e-2},
     };
     for (const Reference& r : refs) expect_relative(conductivity(r.gas, r.T), r, "conductivity");
-}
-
-// Water vapour: colliding polar molecules exchange rotational quanta resonantly, which slows the
-// transport of internal energy well below the self-diffusion rate the relation assumes (Mason and
-// Monchick 1962). The data therefore over-predict steam's conductivity, by about 40% at 400 K
-// falling to 25% at 1000 K. This pins that known bias so that it cannot grow unnoticed; it is not
-// an accuracy claim. References: CRC "Thermal Conductivity of Gases" (27.1 at 400 K, 47.1 at
-// 600 K) and IAPWS R15-11 dilute gas (95.8 at 1000 K).
-TEST(GasData, SteamConductivityBiasIsBounded) {
-    const Reference refs[] = {{"H2O", 400, 27.1, 0}, {"H2O", 600, 47.1, 0}, {"H2O", 1000, 95.8, 0}};
-    for (const Reference& r : refs) {
-        const double ratio = conductivity(r.gas, r.T) / r.value;
-        EXPECT_GT(ratio, 1.0) << r.T << " K";
-        EXPECT_LT(ratio, 1.45) << r.T << " K";
-    }
 }
