@@ -158,11 +158,11 @@ TEST(EquilibriumAirValidation, DissociationAndIonisationWhereExpected) {
 }
 
 TEST(EquilibriumAirTransport, MatchesKineticTheoryOfTheBuiltInGases) {
-    // At 300-1000 K, undissociated: Blottner + Wilke against the Chapman-Enskog values of
-    // data/materials/gases.json (themselves within 1.3 % of measured viscosities); Eucken's
-    // conductivity against the Mason-Monchick values (within 5 % of measurements). Blottner's
-    // fits were made for high temperatures and run up to 6 % low here, Eucken's relation up to
-    // 12 % below Mason-Monchick: the tolerances say so, and catch a wrong coefficient or unit.
+    // At 300-1000 K, undissociated: Blottner + Wilke and Eucken's conductivity against
+    // data/materials/gases.json, whose N2 follows the NASA transport fits (Svehla 1995) and whose
+    // air follows Lemmon and Jacobsen (2004), both within 2 % of measurements. Blottner's fits were
+    // made for high temperatures and run from 6 % low to 6 % high here, Eucken's relation up to 9 %
+    // below: the tolerances say so, and catch a wrong coefficient or unit.
     const json gases = read_json(MP_SOURCE_DIR "/data/materials/gases.json");
     ASSERT_TRUE(gases.is_object());
     const auto table_value = [&](const char* name, const char* property, double T) {

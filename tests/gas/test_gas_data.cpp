@@ -185,53 +185,194 @@ TEST(GasData, AirHeatCapacity) {
     for (const Reference& r : refs) expect_relative(at(material("air").at("cp"), r.T), r, "cp");
 }
 
-// Viscosity in uPa s.
+// Viscosity in uPa s, against compilations of measurements (independent of the correlations the
+// data come from).
 //   CRC: CRC Handbook of Chemistry and Physics, "Viscosity of Gases" (Huber and Harvey), 100 kPa.
 //   Incropera: Incropera and DeWitt, Table A.4 (184.6 and 424.4 x 1e-7 N s/m2 for air).
 //   N2, 1000 K: Lemmon and Jacobsen, Int. J. Thermophys. 25, 21 (2004), dilute-gas term (the NIST
 //     WebBook's nitrogen formulation) at 1000 K.
 //   CO2, 1000 K: Fenghour, Wakeham and Vesovic, J. Phys. Chem. Ref. Data 27, 31 (1998), dilute gas.
 //   H2O: CRC zero-density values at 400 and 600 K; IAPWS R12-08 (2008) dilute-gas term at 1000 K.
-// Lennard-Jones kinetic theory with fitted parameters is good to 1-3% for these nonpolar gases.
-// Water is polar: the Stockmayer parameters with Brokaw's correction come out 4-7% high below
-// 700 K, hence 8% there.
+// The data agree with all of them to 2 % (air at 1000 K: Incropera's 42.44 against the 43.28 of
+// Lemmon and Jacobsen's air correlation, which the data follow); 3 % leaves room for the tables'
+// rounding and catches a wrong source or unit.
 TEST(GasData, ViscosityAgainstPublishedTables) {
     const Reference refs[] = {
         {"N2", 300, 17.9, 3e-2},   {"N2", 600, 29.6, 3e-2},   {"N2", 1000, 41.54, 3e-2},
         {"air", 300, 18.46, 3e-2}, {"air", 600, 30.8, 3e-2},  {"air", 1000, 42.44, 3e-2},
         {"CO2", 300, 15.0, 3e-2},  {"CO2", 600, 28.0, 3e-2},  {"CO2", 1000, 41.26, 3e-2},
-        {"H2O", 400, 13.4, 8e-2},  {"H2O", 600, 21.4, 8e-2},  {"H2O", 1000, 37.61, 3e-2},
+        {"H2O", 400, 13.4, 3e-2},  {"H2O", 600, 21.4, 3e-2},  {"H2O", 1000, 37.61, 3e-2},
     };
     for (const Reference& r : refs) expect_relative(viscosity(r.gas, r.T), r, "viscosity");
 }
 
-// Thermal conductivity in mW/(m K).
+// Thermal conductivity in mW/(m K), against compilations of measurements.
 //   CRC: CRC Handbook of Chemistry and Physics, "Thermal Conductivity of Gases", 100 kPa.
 //   Incropera: Incropera and DeWitt, Table A.4 (26.3 and 66.7 x 1e-3 W/(m K) for air).
 //   N2, 1000 K: Lemmon and Jacobsen (2004), dilute-gas term at 1000 K.
-//   H2O, 1000 K: IAPWS R15-11 (2011), dilute-gas term at 1000 K.
-// The Eucken-type treatment of internal energy is good to about 5% for nonpolar gases, a little
-// high at 1000 K; 6% tolerance.
+//   H2O: CRC at 400 and 600 K (27.1 and 47.1); IAPWS R15-11 (2011) dilute gas at 1000 K (95.8).
+// The compilations differ among themselves by up to 2 % (CO2 at 600 K: CRC 41.6, Smirnov,
+// Fundamentals of Ionized Gases, Table 4.6, 40.7); the data lie within 3.1 % of every value here
+// (CO2 at 600 K, 3.0 % below CRC), hence 4 %.
 TEST(GasData, ConductivityAgainstPublishedTables) {
     const Reference refs[] = {
-        {"N2", 300, 26.0, 6e-2},  {"N2", 600, 44.0, 6e-2},  {"N2", 1000, 65.35, 6e-2},
-        {"air", 300, 26.3, 6e-2}, {"air", 600, 45.7, 6e-2}, {"air", 1000, 66.7, 6e-2},
-        {"CO2", 300, 16.8, 6e-2}, {"CO2", 600, 41.6, 6e-2},
+        {"N2", 300, 26.0, 4e-2},  {"N2", 600, 44.0, 4e-2},  {"N2", 1000, 65.35, 4e-2},
+        {"air", 300, 26.3, 4e-2}, {"air", 600, 45.7, 4e-2}, {"air", 1000, 66.7, 4e-2},
+        {"CO2", 300, 16.8, 4e-2}, {"CO2", 600, 41.6, 4e-2},
+        {"H2O", 400, 27.1, 4e-2}, {"H2O", 600, 47.1, 4e-2}, {"H2O", 1000, 95.8, 4e-2},
     };
     for (const Reference& r : refs) expect_relative(conductivity(r.gas, r.T), r, "conductivity");
 }
 
-// Water vapour: colliding polar molecules exchange rotational quanta resonantly, which slows the
-// transport of internal energy well below the self-diffusion rate the relation assumes (Mason and
-// Monchick 1962). The data therefore over-predict steam's conductivity, by about 40% at 400 K
-// falling to 25% at 1000 K. This pins that known bias so that it cannot grow unnoticed; it is not
-// an accuracy claim. References: CRC "Thermal Conductivity of Gases" (27.1 at 400 K, 47.1 at
-// 600 K) and IAPWS R15-11 dilute gas (95.8 at 1000 K).
-TEST(GasData, SteamConductivityBiasIsBounded) {
-    const Reference refs[] = {{"H2O", 400, 27.1, 0}, {"H2O", 600, 47.1, 0}, {"H2O", 1000, 95.8, 0}};
-    for (const Reference& r : refs) {
-        const double ratio = conductivity(r.gas, r.T) / r.value;
-        EXPECT_GT(ratio, 1.0) << r.T << " K";
-        EXPECT_LT(ratio, 1.45) << r.T << " K";
+namespace {
+
+enum class Source { lemmon_jacobsen, nasa, iapws, crc };
+
+const char* source_name(Source s) {
+    switch (s) {
+        case Source::lemmon_jacobsen: return "Lemmon and Jacobsen (2004)";
+        case Source::nasa: return "NASA TM-4647 fit";
+        case Source::iapws: return "IAPWS dilute gas";
+        case Source::crc: return "CRC Handbook";
+    }
+    return "?";
+}
+
+enum class Property { mu, lambda };
+
+struct TransportReference {
+    const char* gas;
+    double T;           // K
+    Property property;  // mu in uPa s, lambda in mW/(m K)
+    double value;
+    Source source;
+    double tolerance;  // relative
+};
+
+// The accuracy asked of the built-in transport data against reference correlations.
+constexpr double kTransportTolerance = 0.02;
+// NASA's CO entry repeats N2's coefficients. CO's measured conductivity is 4 % below N2's at 300 K
+// and 2 % above at 1000 K, so the data keep kinetic theory for it (data/thermo/README.md), and the
+// NASA values at 1000 and 2000 K, which are N2's, bound it only this loosely.
+constexpr double kCoConductivityAgainstNitrogenFit = 0.05;
+
+constexpr Property mu = Property::mu;
+constexpr Property lambda = Property::lambda;
+constexpr Source LJ = Source::lemmon_jacobsen;
+constexpr Source NASA = Source::nasa;
+constexpr Source IAPWS = Source::iapws;
+constexpr double tol = kTransportTolerance;
+
+// Reference values: the published correlations evaluated at T (by a separate script, not by the
+// generator), 5 significant figures; mu in uPa s, lambda in mW/(m K).
+//   LJ     Lemmon and Jacobsen, Int. J. Thermophys. 25, 21 (2004), dilute-gas terms of N2, O2, Ar
+//          and air (air as a pseudo-pure fluid).
+//   NASA   Svehla, NASA TM-4647 (1995), fits ln x = A ln T + B/T + C/T^2 + D of the CEA program's
+//          trans.inp.
+//   IAPWS  dilute-gas terms of IAPWS R12-08 (viscosity, 2008) and R15-11 (conductivity, 2011).
+//   CRC    CRC Handbook of Chemistry and Physics, "Thermal Conductivity of Gases" (CO, 300 K).
+// N2, O2 and Ar have both LJ and NASA at 300 and 1000 K (the data follow NASA; the two agree to
+// 1.6 %), NASA at 2000 K; air LJ throughout; water IAPWS where NASA's fit does not reach (300 K)
+// and both at 1000 K.
+const TransportReference kTransportReferences[] = {
+    {"N2", 300, mu, 17.877, LJ, tol},          {"N2", 300, lambda, 25.936, LJ, tol},
+    {"N2", 1000, mu, 41.540, LJ, tol},         {"N2", 1000, lambda, 65.354, LJ, tol},
+    {"N2", 300, mu, 17.906, NASA, tol},        {"N2", 300, lambda, 26.150, NASA, tol},
+    {"N2", 1000, mu, 41.624, NASA, tol},       {"N2", 1000, lambda, 64.759, NASA, tol},
+    {"N2", 2000, mu, 65.638, NASA, tol},       {"N2", 2000, lambda, 112.76, NASA, tol},
+
+    {"O2", 300, mu, 20.631, LJ, tol},          {"O2", 300, lambda, 26.440, LJ, tol},
+    {"O2", 1000, mu, 49.107, LJ, tol},         {"O2", 1000, lambda, 71.532, LJ, tol},
+    {"O2", 300, mu, 20.743, NASA, tol},        {"O2", 300, lambda, 26.596, NASA, tol},
+    {"O2", 1000, mu, 49.087, NASA, tol},       {"O2", 1000, lambda, 70.401, NASA, tol},
+    {"O2", 2000, mu, 77.470, NASA, tol},       {"O2", 2000, lambda, 121.33, NASA, tol},
+
+    {"Ar", 300, mu, 22.724, LJ, tol},          {"Ar", 300, lambda, 17.804, LJ, tol},
+    {"Ar", 1000, mu, 55.682, LJ, tol},         {"Ar", 1000, lambda, 43.570, LJ, tol},
+    {"Ar", 300, mu, 22.730, NASA, tol},        {"Ar", 300, lambda, 17.794, NASA, tol},
+    {"Ar", 1000, mu, 55.516, NASA, tol},       {"Ar", 1000, lambda, 43.485, NASA, tol},
+    {"Ar", 2000, mu, 88.520, NASA, tol},       {"Ar", 2000, lambda, 69.346, NASA, tol},
+
+    {"CO2", 300, mu, 15.015, NASA, tol},       {"CO2", 300, lambda, 16.614, NASA, tol},
+    {"CO2", 1000, mu, 41.331, NASA, tol},      {"CO2", 1000, lambda, 67.969, NASA, tol},
+    {"CO2", 2000, mu, 66.555, NASA, tol},      {"CO2", 2000, lambda, 121.56, NASA, tol},
+
+    {"H2O", 300, mu, 9.7684, IAPWS, tol},      {"H2O", 300, lambda, 18.563, IAPWS, tol},
+    {"H2O", 1000, mu, 37.611, IAPWS, tol},     {"H2O", 1000, lambda, 95.805, IAPWS, tol},
+    {"H2O", 1000, mu, 37.612, NASA, tol},      {"H2O", 1000, lambda, 97.240, NASA, tol},
+    {"H2O", 2000, mu, 71.124, NASA, tol},      {"H2O", 2000, lambda, 249.06, NASA, tol},
+
+    {"CO", 300, mu, 17.906, NASA, tol},        {"CO", 300, lambda, 25.0, Source::crc, tol},
+    {"CO", 1000, mu, 41.624, NASA, tol},       {"CO", 1000, lambda, 64.759, NASA, kCoConductivityAgainstNitrogenFit},
+    {"CO", 2000, mu, 65.638, NASA, tol},       {"CO", 2000, lambda, 112.76, NASA, kCoConductivityAgainstNitrogenFit},
+
+    {"H2", 300, mu, 8.9738, NASA, tol},        {"H2", 300, lambda, 187.81, NASA, tol},
+    {"H2", 1000, mu, 20.558, NASA, tol},       {"H2", 1000, lambda, 443.90, NASA, tol},
+    {"H2", 2000, mu, 33.507, NASA, tol},       {"H2", 2000, lambda, 809.11, NASA, tol},
+
+    {"CH4", 300, mu, 11.200, NASA, tol},       {"CH4", 300, lambda, 34.624, NASA, tol},
+    {"CH4", 1000, mu, 27.655, NASA, tol},      {"CH4", 1000, lambda, 175.84, NASA, tol},
+    {"CH4", 2000, mu, 43.831, NASA, tol},      {"CH4", 2000, lambda, 380.71, NASA, tol},
+
+    {"air", 300, mu, 18.523, LJ, tol},         {"air", 300, lambda, 26.353, LJ, tol},
+    {"air", 1000, mu, 43.275, LJ, tol},        {"air", 1000, lambda, 67.669, LJ, tol},
+    {"air", 2000, mu, 68.066, LJ, tol},        {"air", 2000, lambda, 114.48, LJ, tol},
+
+    {"air-perfect", 300, mu, 18.523, LJ, tol}, {"air-perfect", 300, lambda, 26.353, LJ, tol},
+    {"air-perfect", 1000, mu, 43.275, LJ, tol}, {"air-perfect", 1000, lambda, 67.669, LJ, tol},
+    {"air-perfect", 2000, mu, 68.066, LJ, tol}, {"air-perfect", 2000, lambda, 114.48, LJ, tol},
+};
+
+double transport(const TransportReference& r) {
+    return r.property == mu ? viscosity(r.gas, r.T) : conductivity(r.gas, r.T);
+}
+
+}  // namespace
+
+TEST(GasData, TransportAgainstReferenceCorrelations) {
+    for (const TransportReference& r : kTransportReferences) {
+        const double error = transport(r) / r.value - 1.0;
+        EXPECT_LE(std::fabs(error), r.tolerance)
+            << (r.property == mu ? "viscosity" : "conductivity") << " of " << r.gas << " at " << r.T
+            << " K: " << transport(r) << " against " << r.value << " (" << source_name(r.source) << "), "
+            << 100.0 * error << " %";
+    }
+}
+
+// Every material in the file has both properties at 300, 1000 and 2000 K in the table above, so a
+// new gas cannot arrive unchecked.
+TEST(GasData, TransportReferencesCoverEveryGas) {
+    for (const auto& m : gases().at("materials")) {
+        const auto gas = m.at("name").get<std::string>();
+        for (const double T : {300.0, 1000.0, 2000.0}) {
+            for (const Property p : {mu, lambda}) {
+                bool found = false;
+                for (const TransportReference& r : kTransportReferences)
+                    found = found || (gas == r.gas && T == r.T && p == r.property);
+                EXPECT_TRUE(found) << gas << " has no reference " << (p == mu ? "viscosity" : "conductivity")
+                                   << " at " << T << " K";
+            }
+        }
+    }
+}
+
+// Where a table's source changes (water from IAPWS to the NASA fit at 1073.2 K, methane from the
+// NASA fit to kinetic theory at 5000 K, air from Lemmon and Jacobsen to the mixture rule at 2000 K),
+// the next source is scaled to meet the one before. Unscaled, water's conductivity would step by
+// 1.8 % and methane's by 4.9 % between two nodes. The second difference between neighbouring nodes
+// finds such a step; the NASA fits themselves step by up to 0.7 % where their own ranges meet (N2's
+// conductivity at 5000 K), and below 500 K the curvature on the 50 K grid is larger than a step.
+TEST(GasData, TransportTablesRunOnWhereTheirSourceChanges) {
+    constexpr double kLargestStep = 0.01;  // relative second difference between nodes
+    for (const auto& m : gases().at("materials")) {
+        for (const char* key : {"viscosity", "conductivity"}) {
+            const auto T = m.at(key).at("table").at("T").get<std::vector<double>>();
+            const auto v = m.at(key).at("table").at("value").get<std::vector<double>>();
+            for (std::size_t i = 1; i + 1 < v.size(); ++i) {
+                if (T[i] < 500.0) continue;
+                EXPECT_LT(std::fabs(v[i + 1] - 2.0 * v[i] + v[i - 1]) / v[i], kLargestStep)
+                    << m.at("name") << " " << key << " at " << T[i] << " K";
+            }
+        }
     }
 }

@@ -8,12 +8,14 @@
 // written here rather than by the JSON library so that it is fixed (key order, layout, "%.9g"
 // numbers): regenerating gives the same bytes, and --check compares text, line by line.
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <numbers>
@@ -71,6 +73,20 @@ struct Nasa7 {
 
 enum class Geometry { atom, linear, nonlinear };
 
+// A published correlation of one transport property, in SI units (Pa s or W/(m K)), used over
+// [T_lo, T_hi].
+struct Correlation {
+    std::string source;
+    double T_lo = 0.0, T_hi = 0.0;
+    std::function<double(double)> at;
+};
+
+// The published correlations of a material's viscosity and of its conductivity, each in order of
+// preference; kinetic theory or a mixture rule lies underneath (joined()).
+struct Transport {
+    std::vector<Correlation> viscosity, conductivity;
+};
+
 struct Species {
     std::string name, identifier, nasa_source, transport_source;
     double molar_mass = 0.0;  // kg/mol
@@ -80,11 +96,13 @@ struct Species {
     double diameter = 0.0;    // m
     double dipole = 0.0;      // C m
     double z_rot_298 = 0.0;   // rotational collision number at 298 K
+    Transport correlations;
 };
 
 struct PseudoSubstance {
     std::string name, identifier, source;
     std::vector<std::pair<std::string, double>> mole_fractions;
+    Transport correlations;
 };
 
 struct PerfectGas {
@@ -120,6 +138,112 @@ Geometry geometry_of(const std::string& text, const std::string& where) {
     if (text == "linear") return Geometry::linear;
     if (text == "nonlinear") return Geometry::nonlinear;
     fail(where + ": unknown geometry '" + text + "'");
+}
+
+// ---- published transport correlations ---------------------------------------------------------------
+
+// NASA transport fits (Svehla, NASA TM-4647, 1995; the file trans.inp of Gordon and McBride's CEA
+// program): ln x = A ln T + B/T + C/T^2 + D on each range, viscosity in micropoise, conductivity in
+// microwatts/(cm K), each row [T_lo, T_hi, A, B, C, D] as in the file. `unit` converts to SI.
+Correlation nasa_fit(const json& rows, double unit, const std::string& source, const std::string& where) {
+    std::vector<std::array<double, 6>> fits;
+    for (const auto& row : rows) {
+        const auto r = row.get<std::vector<double>>();
+        if (r.size() != 6) fail(where + ": a NASA transport range needs T_lo, T_hi, A, B, C, D");
+        if (!(r[1] > r[0])) fail(where + ": a NASA transport range must increase");
+        if (!fits.empty() && r[0] != fits.back()[1]) fail(where + ": NASA transport ranges must join");
+        fits.push_back({r[0], r[1], r[2], r[3], r[4], r[5]});
+    }
+    if (fits.empty()) fail(where + ": a NASA transport fit needs a range");
+    Correlation c{source, fits.front()[0], fits.back()[1], {}};
+    c.at = [fits, unit](double T) {
+        // A temperature on a shared bound takes the lower range, as for the NASA polynomials. The
+        // file's viscosity ranges meet to 1e-4; its conductivity ranges step by up to 0.7 % at 5000 K.
+        std::size_t i = 0;
+        while (i + 1 < fits.size() && T > fits[i][1]) ++i;
+        const auto& f = fits[i];
+        return unit * std::exp(f[2] * std::log(T) + f[3] / T + f[4] / (T * T) + f[5]);
+    };
+    return c;
+}
+
+std::pair<double, double> temperature_range(const json& j, const std::string& where) {
+    const auto r = j.at("T_range").get<std::vector<double>>();
+    if (r.size() != 2 || !(r[0] > 0.0) || !(r[1] > r[0])) fail(where + ": T_range must be [T_lo, T_hi], increasing");
+    return {r[0], r[1]};
+}
+
+std::vector<double> coefficients(const json& j, const char* key, std::size_t count, const std::string& where) {
+    const auto v = j.at(key).get<std::vector<double>>();
+    if (v.size() != count) fail(where + ": " + key + " needs " + std::to_string(count) + " coefficients");
+    return v;
+}
+
+// Dilute-gas terms of water, t = T / T_reference: viscosity mu0 = 100 sqrt(t) / sum_i H_i / t^i in
+// micropascal seconds (IAPWS R12-08, 2008), conductivity lambda0 = sqrt(t) / sum_k L_k / t^k in
+// milliwatts/(m K) (IAPWS R15-11, 2011).
+void iapws_dilute_gas(const json& j, const std::string& source, Transport& out, const std::string& where) {
+    const auto [lo, hi] = temperature_range(j, where);
+    const double T_ref = positive(j, "T_reference", where);
+    const auto inverse_series = [T_ref](const std::vector<double>& a, double T) {
+        const double t = T / T_ref;
+        double sum = 0.0;
+        for (std::size_t i = a.size(); i-- > 0;) sum = sum / t + a[i];  // sum_i a_i / t^i by Horner
+        return std::sqrt(t) / sum;
+    };
+    const auto H = coefficients(j, "viscosity", 4, where);
+    const auto L = coefficients(j, "conductivity", 5, where);
+    out.viscosity.push_back({source, lo, hi, [=](double T) { return 100.0 * inverse_series(H, T) * 1e-6; }});
+    out.conductivity.push_back({source, lo, hi, [=](double T) { return inverse_series(L, T) * 1e-3; }});
+}
+
+// Dilute-gas terms of Lemmon and Jacobsen, Int. J. Thermophys. 25, 21 (2004):
+// eta0 = 0.0266958 sqrt(M T) / (sigma^2 Omega(T*)) in micropascal seconds (M in g/mol, sigma in nm),
+// ln Omega = sum_i b_i (ln T*)^i with T* = T / (epsilon/k); lambda0 = N1 eta0 + N2 tau^t2 + N3 tau^t3
+// in milliwatts/(m K), eta0 in micropascal seconds, tau = T_reducing / T.
+void lemmon_jacobsen_dilute_gas(const json& j, const std::string& source, Transport& out, const std::string& where) {
+    constexpr double kinetic_constant = 0.0266958;  // 5/16 sqrt(k_B / (pi N_A)) in the units above
+    const auto [lo, hi] = temperature_range(j, where);
+    const double well_depth = positive(j, "epsilon_over_k", where);
+    const double sigma = positive(j, "sigma", where);
+    const double M = positive(j, "molar_mass", where);
+    const double T_reducing = positive(j, "T_reducing", where);
+    const auto b = coefficients(j, "collision_integral", 5, where);
+    const auto N = coefficients(j.at("conductivity"), "N", 3, where);
+    const auto exponent = coefficients(j.at("conductivity"), "t", 2, where);
+    const auto eta0 = [=](double T) {  // micropascal seconds
+        const double x = std::log(T / well_depth);
+        double ln_omega = 0.0;
+        for (std::size_t i = b.size(); i-- > 0;) ln_omega = ln_omega * x + b[i];
+        return kinetic_constant * std::sqrt(M * T) / (sigma * sigma * std::exp(ln_omega));
+    };
+    out.viscosity.push_back({source, lo, hi, [=](double T) { return eta0(T) * 1e-6; }});
+    out.conductivity.push_back({source, lo, hi, [=](double T) {
+        const double tau = T_reducing / T;
+        return (N[0] * eta0(T) + N[1] * std::pow(tau, exponent[0]) + N[2] * std::pow(tau, exponent[1])) * 1e-3;
+    }});
+}
+
+// "transport_correlations": published correlations in order of preference, each with its source.
+Transport read_correlations(const json& owner, const std::string& where) {
+    Transport t;
+    if (!owner.contains("transport_correlations")) return t;
+    for (const auto& c : owner.at("transport_correlations")) {
+        const auto form = c.at("form").get<std::string>();
+        const auto source = c.at("source").get<std::string>();
+        const std::string at = where + ", " + form;
+        if (form == "nasa_fit") {
+            if (c.contains("viscosity")) t.viscosity.push_back(nasa_fit(c.at("viscosity"), 1e-7, source, at));
+            if (c.contains("conductivity")) t.conductivity.push_back(nasa_fit(c.at("conductivity"), 1e-4, source, at));
+        } else if (form == "iapws_dilute_gas") {
+            iapws_dilute_gas(c, source, t, at);
+        } else if (form == "lemmon_jacobsen_dilute_gas") {
+            lemmon_jacobsen_dilute_gas(c, source, t, at);
+        } else {
+            fail(where + ": unknown transport correlation form '" + form + "'");
+        }
+    }
+    return t;
 }
 
 Species read_species(const json& j, const Constants& c, const std::map<std::string, double>& weights) {
@@ -162,6 +286,7 @@ Species read_species(const json& j, const Constants& c, const std::map<std::stri
     s.dipole = t.value("dipole", 0.0) * c.debye;
     s.z_rot_298 = t.value("rotational_relaxation", 1.0);
     if (s.geometry != Geometry::atom && !(s.z_rot_298 > 0.0)) fail(s.name + ": rotational_relaxation must be positive");
+    s.correlations = read_correlations(j, s.name);
     return s;
 }
 
@@ -215,6 +340,7 @@ Inputs read_inputs(const json& j) {
         }
         if (std::fabs(sum - 1.0) > 1e-9) fail(ps.name + ": mole fractions do not add up to 1");
         if (!names.insert(ps.name).second) fail(ps.name + " given twice");
+        ps.correlations = read_correlations(p, ps.name);
         in.pseudo_substances.push_back(std::move(ps));
     }
     for (const auto& p : j.at("perfect_gases")) {
@@ -266,7 +392,8 @@ double parker(double T, double well_depth) {
     return 1.0 + std::pow(pi, 1.5) / 2.0 * std::sqrt(x) + (pi * pi / 4.0 + 2.0) * x + std::pow(pi, 1.5) * std::pow(x, 1.5);
 }
 
-Pure pure(const Species& s, const Constants& c, double T) {
+// cp from the NASA polynomial; viscosity and conductivity by kinetic theory.
+Pure kinetic(const Species& s, const Constants& c, double T) {
     Pure p;
     const double cp_over_R = s.nasa.cp_over_R(T);
     p.cp = cp_over_R * c.R;
@@ -332,6 +459,55 @@ double wilke(const std::vector<double>& x, const std::vector<double>& M, const s
     return sum;
 }
 
+// ---- joining the sources ---------------------------------------------------------------------------
+
+// A property from the first correlation whose range holds T. Outside its range a correlation hands
+// over to the sources after it, scaled to meet it at its nearer bound, so that the table runs on
+// continuously where the source changes; below every correlation lies `base`.
+double joined(const std::vector<Correlation>& sources, std::size_t k, const std::function<double(double)>& base,
+              double T) {
+    if (k == sources.size()) return base(T);
+    const Correlation& c = sources[k];
+    if (T >= c.T_lo && T <= c.T_hi) return c.at(T);
+    const double bound = T < c.T_lo ? c.T_lo : c.T_hi;
+    return joined(sources, k + 1, base, T) * c.at(bound) / joined(sources, k + 1, base, bound);
+}
+
+// The property's sources as their use over the table range, in order of temperature:
+// "200-1073.2 K from <source>, ...", with the base where no correlation reaches.
+std::string sources_used(const std::vector<Correlation>& sources, const std::string& base, const Grid& grid) {
+    using Span = std::pair<double, double>;
+    std::vector<Span> open{{grid.T_min, grid.T_max}};  // not yet covered by a preferred source
+    std::vector<std::pair<Span, std::string>> pieces;
+    for (const Correlation& c : sources) {
+        std::vector<Span> rest;
+        for (const Span& s : open) {
+            const Span inside{std::max(s.first, c.T_lo), std::min(s.second, c.T_hi)};
+            if (inside.first < inside.second) pieces.emplace_back(inside, "from " + c.source);
+            if (s.first < c.T_lo) rest.emplace_back(s.first, std::min(s.second, c.T_lo));
+            if (s.second > c.T_hi) rest.emplace_back(std::max(s.first, c.T_hi), s.second);
+        }
+        open = rest;
+    }
+    for (const Span& s : open) pieces.emplace_back(s, base);
+    std::sort(pieces.begin(), pieces.end());
+    std::string text;
+    for (const auto& [span, what] : pieces) {
+        char kelvin[64];
+        std::snprintf(kelvin, sizeof kelvin, "%g-%g K ", span.first, span.second);
+        text += (text.empty() ? "" : ", ") + std::string(kelvin) + what;
+    }
+    // Each source after the first is scaled to meet the one before it (joined()).
+    return pieces.size() > 1 ? text + ", joined continuously" : text;
+}
+
+// "viscosity and conductivity <sources>", or each on its own where they differ.
+std::string transport_sources(const Transport& t, const std::string& base, const Grid& grid) {
+    const std::string mu = sources_used(t.viscosity, base, grid);
+    const std::string lambda = sources_used(t.conductivity, base, grid);
+    return mu == lambda ? "viscosity and conductivity " + mu : "viscosity " + mu + "; conductivity " + lambda;
+}
+
 // ---- derived materials -----------------------------------------------------------------------------
 
 struct Property {
@@ -347,13 +523,35 @@ struct Material {
 };
 
 constexpr std::string_view derivation_note =
-    "cp [J/(kg K)] from the NASA polynomial; viscosity by Chapman-Enskog theory with the Neufeld, Janzen and Aziz "
-    "(1972) collision integrals; conductivity by the Mason-Monchick (1962) relation in Warnatz's form; derived by "
-    "tools/gasdata (data/thermo/README.md)";
+    "cp [J/(kg K)] from the NASA polynomial; derived by tools/gasdata (data/thermo/README.md)";
 
 double rounded(double value, int decimals) {
     const double scale = std::pow(10.0, decimals);
     return std::round(value * scale) / scale;
+}
+
+// The material's constants (at the reference temperature), gamma and tables from `at`, which gives
+// cp per mole.
+void tabulate(Material& m, const std::function<Pure(double)>& at, const Inputs& in, const std::vector<double>& T) {
+    const Pure ref = at(in.grid.T_reference);
+    m.gamma = rounded(ref.cp / (ref.cp - in.constants.R), in.grid.gamma_decimals);
+    m.cp.constant = ref.cp / m.molar_mass;
+    m.viscosity.constant = ref.viscosity;
+    m.conductivity.constant = ref.conductivity;
+    for (const double t : T) {
+        const Pure p = at(t);
+        m.cp.table.push_back(p.cp / m.molar_mass);
+        m.viscosity.table.push_back(p.viscosity);
+        m.conductivity.table.push_back(p.conductivity);
+    }
+}
+
+// A species: its published transport correlations where they reach, kinetic theory elsewhere.
+Pure species_at(const Species& s, const Constants& c, double T) {
+    Pure p = kinetic(s, c, T);
+    p.viscosity = joined(s.correlations.viscosity, 0, [&](double t) { return kinetic(s, c, t).viscosity; }, T);
+    p.conductivity = joined(s.correlations.conductivity, 0, [&](double t) { return kinetic(s, c, t).conductivity; }, T);
+    return p;
 }
 
 Material from_species(const Species& s, const Inputs& in, const std::vector<double>& T) {
@@ -361,20 +559,14 @@ Material from_species(const Species& s, const Inputs& in, const std::vector<doub
     m.name = s.name;
     m.identifier = s.identifier;
     m.kind = "ideal_gas";
-    m.source = s.nasa_source + "; " + s.transport_source + (s.dipole > 0.0 ? ", with Brokaw's (1969) polar correction" : "") +
+    const std::string kinetic_theory =
+        "by kinetic theory (Chapman-Enskog viscosity with the Neufeld, Janzen and Aziz (1972) collision integrals, "
+        "Mason-Monchick (1962) conductivity in Warnatz's form; " + s.transport_source +
+        (s.dipole > 0.0 ? ", with Brokaw's (1969) polar correction)" : ")");
+    m.source = s.nasa_source + "; " + transport_sources(s.correlations, kinetic_theory, in.grid) +
                "; molar mass from the " + in.atomic_weights_source + "; " + std::string(derivation_note);
     m.molar_mass = s.molar_mass;
-    const Pure ref = pure(s, in.constants, in.grid.T_reference);
-    m.gamma = rounded(ref.cp / (ref.cp - in.constants.R), in.grid.gamma_decimals);
-    m.cp.constant = ref.cp / s.molar_mass;
-    m.viscosity.constant = ref.viscosity;
-    m.conductivity.constant = ref.conductivity;
-    for (const double t : T) {
-        const Pure p = pure(s, in.constants, t);
-        m.cp.table.push_back(p.cp / s.molar_mass);
-        m.viscosity.table.push_back(p.viscosity);
-        m.conductivity.table.push_back(p.conductivity);
-    }
+    tabulate(m, [&](double t) { return species_at(s, in.constants, t); }, in, T);
     return m;
 }
 
@@ -391,11 +583,11 @@ Material from_pseudo(const PseudoSubstance& ps, const Inputs& in, const std::vec
     for (std::size_t i = 0; i < x.size(); ++i) M_mix += x[i] * M[i];
 
     // cp per mole is the mole-weighted sum (ideal mixture); per kilogram divided by M_mix.
-    const auto at = [&](double t) {
+    const auto mixture = [&](double t) {
         std::vector<double> mu, lambda;
         Pure mix;
         for (std::size_t i = 0; i < parts.size(); ++i) {
-            const Pure p = pure(*parts[i], in.constants, t);
+            const Pure p = species_at(*parts[i], in.constants, t);
             mix.cp += x[i] * p.cp;
             mu.push_back(p.viscosity);
             lambda.push_back(p.conductivity);
@@ -404,24 +596,23 @@ Material from_pseudo(const PseudoSubstance& ps, const Inputs& in, const std::vec
         mix.conductivity = wilke(x, M, mu, lambda);
         return mix;
     };
+    // The pseudo-substance's own correlations where they reach, the mixture rule elsewhere.
+    const auto at = [&](double t) {
+        Pure p = mixture(t);
+        p.viscosity = joined(ps.correlations.viscosity, 0, [&](double u) { return mixture(u).viscosity; }, t);
+        p.conductivity = joined(ps.correlations.conductivity, 0, [&](double u) { return mixture(u).conductivity; }, t);
+        return p;
+    };
 
     Material m;
     m.name = ps.name;
     m.identifier = ps.identifier;
     m.kind = "ideal_gas";
-    m.source = ps.source + "; components as their own materials in this file; " + std::string(derivation_note);
+    m.source = ps.source + "; " +
+               transport_sources(ps.correlations, "as the mixture of its components (Wilke; Mason and Saxena)", in.grid) +
+               "; components as their own materials in this file; " + std::string(derivation_note);
     m.molar_mass = M_mix;
-    const Pure ref = at(in.grid.T_reference);
-    m.gamma = rounded(ref.cp / (ref.cp - in.constants.R), in.grid.gamma_decimals);
-    m.cp.constant = ref.cp / M_mix;
-    m.viscosity.constant = ref.viscosity;
-    m.conductivity.constant = ref.conductivity;
-    for (const double t : T) {
-        const Pure p = at(t);
-        m.cp.table.push_back(p.cp / M_mix);
-        m.viscosity.table.push_back(p.viscosity);
-        m.conductivity.table.push_back(p.conductivity);
-    }
+    tabulate(m, at, in, T);
     return m;
 }
 
