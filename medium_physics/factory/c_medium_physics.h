@@ -22,6 +22,8 @@
 #include "real_gas/c_real_gas_substance.h"
 #include "solid/c_solids.h"
 #include "framework/c_substance.h"
+#include "gas/c_gas_substance.h"
+#include "obsolete/c_obsolete_media.h"
 #include "medium_physics/i_medium_physics.h"
 
 // Stands in for the substance classes this build does not provide: it writes nothing and refuses

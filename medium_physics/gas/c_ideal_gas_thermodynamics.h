@@ -14,7 +14,7 @@
 #include <memory>
 
 #include "gas/c_gas_mixture.h"
-#include "framework/c_substance.h"
+#include "gas/c_gas_substance.h"
 
 class C_ideal_gas_thermodynamics final : public C_gas_mixture<C_ideal_gas_thermodynamics, C_ideal_gas_substance>,
                                          public virtual I_solver_membrane_model_support {

@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "gas/c_gas_mixture.h"
-#include "framework/c_substance.h"
+#include "gas/c_gas_substance.h"
 
 class C_perfect_gas_thermodynamics final
     : public C_gas_mixture<C_perfect_gas_thermodynamics, C_perfect_gas_substance> {

@@ -19,6 +19,7 @@
 #include "tables/c_1d_param.h"
 #include "liquid/c_nn_viscosity_models.h"
 #include "framework/c_substance.h"
+#include "gas/c_gas_substance.h"
 
 // Reads the four properties every liquid component has (cp, viscosity, conductivity, density)
 // from its description, cp with its integral prepared. False, with a log line, for an unusable table.

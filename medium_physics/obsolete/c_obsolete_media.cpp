@@ -4,6 +4,25 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/query_interface.h"
 
+C_obsolete_model_substance::C_obsolete_model_substance(const host_guid& identity, const CHostString& name,
+                                                       double parameter, IHostMessageSink* sink)
+    : m_parameter(parameter) {
+    init(identity, name, sink);
+}
+
+void C_obsolete_model_substance::write(C_file_io& stream) const {
+    stream.put<std::uint8_t>(0);
+    write_base(stream);
+    stream.put(m_parameter);
+}
+
+bool C_obsolete_model_substance::read(C_file_io& stream) {
+    if (stream.get<std::uint8_t>() != 0) return false;
+    if (!read_base(stream)) return false;
+    m_parameter = stream.get<double>();
+    return true;
+}
+
 C_cavitation_therm_obsolete::C_cavitation_therm_obsolete(std::shared_ptr<C_obsolete_model_substance> substance)
     : m_substance(std::move(substance)) {}
 

@@ -11,6 +11,27 @@
 
 class C_medium_physics;
 
+// The built-in substance of the obsolete cavitation and condensation models: its one value is
+// the model parameter it was built from. Record: one byte 0, the common record, the parameter.
+class C_obsolete_model_substance final : public C_substance_base {
+public:
+    static constexpr const char16_t* kCavitationIdentifier = u"E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1";
+    static constexpr const char16_t* kCondensationIdentifier = u"299BD8CC-69AB-4b93-82E5-6D261B8E2FBA";
+
+    C_obsolete_model_substance() = default;
+    C_obsolete_model_substance(const host_guid& identity, const CHostString& name, double parameter,
+                               IHostMessageSink* sink);
+    ~C_obsolete_model_substance() = default;
+
+    double parameter() const noexcept { return m_parameter; }
+
+    void write(C_file_io& stream) const;
+    bool read(C_file_io& stream);
+
+private:
+    double m_parameter = 0.0;
+};
+
 class C_cavitation_therm_obsolete final : public I_write,
                                           public C_thermodynamic_base,
                                           public C_no_radiation,

@@ -104,6 +104,8 @@ bytes_t read_file(const fs::path& p) {
 
 // One stream written and read back over either provider.
 enum class provider { memory, file };
+// What gtest prints for a parameter: the provider by name.
+void PrintTo(provider p, std::ostream* os) { *os << (p == provider::memory ? "memory" : "file"); }
 
 class stream_pair {
 public:

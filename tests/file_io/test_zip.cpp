@@ -118,6 +118,8 @@ bytes_t read_file(const fs::path& p) {
 }
 
 enum class provider { memory, file };
+// What gtest prints for a parameter: the provider by name.
+void PrintTo(provider p, std::ostream* os) { *os << (p == provider::memory ? "memory" : "file"); }
 
 // A stream written and read back over either provider.
 class stream_pair {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ostream>
 
 #include "factory/c_medium_physics.h"
 #include "medium_physics/standalone_host.h"
@@ -35,6 +36,9 @@ const medium_case kCases[] = {
      "and h near a node can be met on both of its sides",
      1e-4, 2e-3},
 };
+
+// What gtest prints for a row (a skipped or failed case names its medium, not its bytes).
+void PrintTo(const medium_case& c, std::ostream* os) { *os << c.name << " (" << c.file << ")"; }
 
 class identities : public ::testing::TestWithParam<medium_case> {
 protected:
