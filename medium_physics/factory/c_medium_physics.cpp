@@ -124,37 +124,67 @@ void C_medium_physics::enter(const fluid_ptr& medium, bool register_it) {
 
 // ---- creating operations ------------------------------------------------------------------------
 
-template <std::size_t Cache, class Medium>
-std::int32_t C_medium_physics::create_mixture(const description_array& gases, bool register_it, fluid_ptr& out,
-                                              const char* operation) {
+template <std::size_t Cache, class Build>
+auto C_medium_physics::cached_substance(const std::shared_ptr<IHostDescription>& description, Build&& build,
+                                        const char*& why)
+    -> std::shared_ptr<typename std::tuple_element_t<Cache, caches>::substance_type> {
+    using substance_type = typename std::tuple_element_t<Cache, caches>::substance_type;
+    if (!description) {
+        why = "a description is missing";
+        return nullptr;
+    }
+    CHostString id_text;
+    description->get_identifier(id_text);
+    host_guid key;
+    if (!guid_utils::BuildGUIDFromString(id_text, key)) {
+        why = "a description's identifier is not a GUID";
+        return nullptr;
+    }
+    auto& entries = std::get<Cache>(m_caches).entries;
+    if (const auto it = entries.find(key); it != entries.end()) return it->second;
+    auto substance = std::make_shared<substance_type>();
+    if (!build(*substance)) {
+        if (why == nullptr || *why == '\0') why = "a substance could not be built";
+        return nullptr;
+    }
+    entries.emplace(key, substance);
+    return substance;
+}
+
+template <std::size_t Cache>
+auto C_medium_physics::cached_substance(const std::shared_ptr<IHostDescription>& description, const char*& why)
+    -> std::shared_ptr<typename std::tuple_element_t<Cache, caches>::substance_type> {
     using substance_type = typename std::tuple_element_t<Cache, caches>::substance_type;
     using description_type = typename substance_type::description_type;
+    return cached_substance<Cache>(
+        description,
+        [&](substance_type& substance) {
+            std::any request = std::shared_ptr<description_type>();
+            if (description->query_interface(request) != MP_STATUS_OK) {
+                why = "a description is not of the medium's kind";
+                return false;
+            }
+            const auto typed = std::any_cast<std::shared_ptr<description_type>>(request);
+            return typed && substance.init(*typed, m_host.get());
+        },
+        why);
+}
+
+template <std::size_t Cache, class Medium>
+std::int32_t C_medium_physics::create_mixture(const description_array& descriptions, bool register_it, fluid_ptr& out,
+                                              const char* operation) {
     const auto refuse = [&](const char* why) {
         MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", operation, why);
         return MP_STATUS_FAILURE;
     };
     try {
-        if (gases.size() > thermo::kMaxCleanedSubstances) return refuse("a mixture holds at most 100 substances");
-        auto& entries = std::get<Cache>(m_caches).entries;
-        typename Medium::substances list(gases.size());
-        for (std::int32_t i = 0; i < gases.size(); ++i) {
-            const auto& description = gases[i];
-            if (!description) return refuse("a description is missing");
-            CHostString id_text;
-            description->get_identifier(id_text);
-            host_guid key;
-            if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("a description's identifier is not a GUID");
-            auto it = entries.find(key);
-            if (it == entries.end()) {
-                std::any request = std::shared_ptr<description_type>();
-                if (description->query_interface(request) != MP_STATUS_OK)
-                    return refuse("a description is not of the medium's kind");
-                const auto typed = std::any_cast<std::shared_ptr<description_type>>(request);
-                auto substance = std::make_shared<substance_type>();
-                if (!typed || !substance->init(*typed, m_host.get())) return refuse("a substance could not be built");
-                it = entries.emplace(key, std::move(substance)).first;
-            }
-            list[i] = it->second;
+        if (descriptions.size() > thermo::kMaxCleanedSubstances)
+            return refuse("a mixture holds at most 100 substances");
+        typename Medium::substances list(descriptions.size());
+        for (std::int32_t i = 0; i < descriptions.size(); ++i) {
+            const char* why = "";
+            list[i] = cached_substance<Cache>(descriptions[i], why);
+            if (!list[i]) return refuse(why);
         }
         fluid_ptr medium = Medium::create(list);
         if (!medium) return refuse("out of memory");
@@ -202,19 +232,9 @@ std::int32_t C_medium_physics::create_solid(const std::shared_ptr<IHostDescripti
         return MP_STATUS_FAILURE;
     };
     try {
-        if (!description) return refuse("the description is missing");
-        CHostString id_text;
-        description->get_identifier(id_text);
-        host_guid key;
-        if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("the identifier is not a GUID");
-        auto& entries = std::get<Cache>(m_caches).entries;
-        auto it = entries.find(key);
-        if (it == entries.end()) {
-            auto solid = std::make_shared<Solid>();
-            if (!build(*solid)) return refuse("the solid could not be built");
-            it = entries.emplace(key, std::move(solid)).first;
-        }
-        Out made = it->second;
+        const char* why = "";
+        Out made = cached_substance<Cache>(description, std::forward<Build>(build), why);
+        if (!made) return refuse(why);
         out.swap(made);
         return MP_STATUS_OK;
     } catch (const std::exception& e) {
@@ -383,19 +403,11 @@ std::int32_t C_medium_physics::CreateHypersonicGasThermodynamics(const std::shar
         return MP_STATUS_FAILURE;
     };
     try {
-        if (!gas) return refuse("the description is missing");
-        CHostString id_text;
-        gas->get_identifier(id_text);
-        host_guid key;
-        if (!guid_utils::BuildGUIDFromString(id_text, key)) return refuse("the description's identifier is not a GUID");
-        auto& entries = std::get<kHypersonicCache>(m_caches).entries;
-        auto it = entries.find(key);
-        if (it == entries.end()) {
-            auto substance = std::make_shared<C_hypersonic_gas_substance>();
-            if (!substance->init(*gas, m_host.get())) return refuse("the substance could not be built");
-            it = entries.emplace(key, std::move(substance)).first;
-        }
-        fluid_ptr medium = C_hypersonic_gas_thermodynamics::create(it->second);
+        const char* why = "";
+        const auto substance = cached_substance<kHypersonicCache>(
+            gas, [&](C_hypersonic_gas_substance& s) { return s.init(*gas, m_host.get()); }, why);
+        if (!substance) return refuse(why);
+        fluid_ptr medium = C_hypersonic_gas_thermodynamics::create(substance);
         if (!medium) return refuse("out of memory");
         enter(medium, register_it);
         out.swap(medium);

@@ -24,6 +24,7 @@
 #include "framework/c_substance.h"
 #include "gas/c_gas_substance.h"
 #include "obsolete/c_obsolete_media.h"
+#include "file_io/c_file_io/c_file_io.h"
 #include "medium_physics/i_medium_physics.h"
 
 // Stands in for the substance classes this build does not provide: it writes nothing and refuses
@@ -159,6 +160,18 @@ public:
         const auto it = entries.find(id);
         return it == entries.end() ? nullptr : it->second;
     }
+    // The substances a medium's record names: `count` identifiers read from the stream, each
+    // found in the cache at Index, into list[0..count). False when one is not there.
+    template <std::size_t Index, class List>
+    bool read_substances(C_file_io& stream, std::int32_t count, List& list) const {
+        for (std::int32_t i = 0; i < count; ++i) {
+            host_guid id;
+            stream.read_guid(id);
+            list[i] = find_substance<Index>(id);
+            if (!list[i]) return false;
+        }
+        return true;
+    }
     template <std::size_t Index>
     std::size_t cache_size() const noexcept {
         return std::get<Index>(m_caches).entries.size();
@@ -172,6 +185,17 @@ private:
     bool load_substance_entry(C_file_io& stream, std::int32_t tag, load_report* report);
     bool load_registry_entry(C_file_io& stream, std::int32_t kind, load_report* report);
     std::int32_t unavailable(const char* operation);
+    // The substance a description names, from the cache at Cache: the cached one when its
+    // identifier is there, else a new one that `build(substance)` fills, entered under that
+    // identifier. nullptr, with the reason in `why`, when the description is missing, its identifier
+    // is not a GUID, or `build` fails. Every creating operation takes its substances this way.
+    template <std::size_t Cache, class Build>
+    auto cached_substance(const std::shared_ptr<IHostDescription>& description, Build&& build, const char*& why)
+        -> std::shared_ptr<typename std::tuple_element_t<Cache, caches>::substance_type>;
+    // The same, built by the substance's init from the description's interface of its kind.
+    template <std::size_t Cache>
+    auto cached_substance(const std::shared_ptr<IHostDescription>& description, const char*& why)
+        -> std::shared_ptr<typename std::tuple_element_t<Cache, caches>::substance_type>;
     // Creates a mixture over the described substances, each taken from (or entered into) the
     // cache at Cache.
     // A solid from the cache at Cache, built by `build` when absent.

@@ -252,13 +252,8 @@ public:
             medium->m_limit > kMaxLimit || count < 0 || count > thermo::kMaxCleanedSubstances)
             return nullptr;
         substances list(count);
-        for (std::int32_t i = 0; i < count; ++i) {
-            host_guid id;
-            stream.read_guid(id);
-            list[i] = factory.find_substance<Derived::kCacheIndex>(id);
-            if (!list[i]) return nullptr;
-        }
-        if (!medium->assign(list)) return nullptr;
+        if (!factory.read_substances<Derived::kCacheIndex>(stream, count, list) || !medium->assign(list))
+            return nullptr;
         return medium;
     }
 

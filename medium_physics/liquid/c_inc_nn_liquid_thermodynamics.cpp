@@ -11,14 +11,6 @@ std::int32_t C_inc_non_newtonian_liquid_thermodynamics::query_interface(std::any
 
 double C_inc_non_newtonian_liquid_thermodynamics::get_non_newtonian_viscosity(double p, double T, const double* Y,
                                                                               double shear_rate) const noexcept {
-    double w[thermo::kMaxCleanedSubstances];
-    thermo::clean_mass_fractions(m_count, Y, w);
-    const double rho = density(p, T, Y);
-    double sum = 0.0;
-    for (std::int32_t i = 0; i < m_count; ++i) {
-        const auto& s = component(i);
-        const double v = s.volume_at(p, T);
-        sum += w[i] * s.get_viscosity(p, T, shear_rate) * v * v;
-    }
-    return rho * rho * sum;
+    return mixed_viscosity(
+        p, T, Y, [&](const C_inc_non_newtonian_liquid_substance& s) { return s.get_viscosity(p, T, shear_rate); });
 }

@@ -53,13 +53,8 @@ public:
         const auto count = stream.get<std::int32_t>();
         if (count < 0 || count > thermo::kMaxCleanedSubstances) return nullptr;
         substances list(count);
-        for (std::int32_t i = 0; i < count; ++i) {
-            host_guid id;
-            stream.read_guid(id);
-            list[i] = factory.find_substance<Derived::kCacheIndex>(id);
-            if (!list[i]) return nullptr;
-        }
-        if (!medium->assign(list)) return nullptr;
+        if (!factory.read_substances<Derived::kCacheIndex>(stream, count, list) || !medium->assign(list))
+            return nullptr;
         return medium;
     }
 
@@ -97,16 +92,7 @@ public:
         return cp;
     }
     double get_viscosity(double p, double T, const double* Y) const noexcept override {
-        double w[thermo::kMaxCleanedSubstances];
-        thermo::clean_mass_fractions(m_count, Y, w);
-        const double rho = density(p, T, Y);
-        double sum = 0.0;
-        for (std::int32_t i = 0; i < m_count; ++i) {
-            const auto& s = component(i);
-            const double v = s.volume_at(p, T);
-            sum += w[i] * s.get_viscosity(p, T) * v * v;
-        }
-        return rho * rho * sum;
+        return mixed_viscosity(p, T, Y, [&](const Substance& s) { return s.get_viscosity(p, T); });
     }
     double get_conductivity(double, double T, const double* Y) const noexcept override {
         double w[thermo::kMaxCleanedSubstances];
@@ -246,6 +232,21 @@ protected:
         if (!m_flat.allocate(static_cast<std::size_t>(m_count), where)) return false;
         for (std::int32_t i = 0; i < m_count; ++i) m_flat[static_cast<std::size_t>(i)] = list[i].get();
         return true;
+    }
+
+    // rho^2 sum(w_i mu_i v_i^2) with the cleaned mass fractions w and mu_i = mu_of(component i).
+    template <class Viscosity>
+    double mixed_viscosity(double p, double T, const double* Y, Viscosity&& mu_of) const noexcept {
+        double w[thermo::kMaxCleanedSubstances];
+        thermo::clean_mass_fractions(m_count, Y, w);
+        const double rho = density(p, T, Y);
+        double sum = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) {
+            const auto& s = component(i);
+            const double v = s.volume_at(p, T);
+            sum += w[i] * mu_of(s) * v * v;
+        }
+        return rho * rho * sum;
     }
 
     double density(double p, double T, const double* Y) const noexcept {
