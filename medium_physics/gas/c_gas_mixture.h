@@ -125,69 +125,8 @@ public:
     }
 
     // ---- pressure-based operations ----
-    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
-                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
-                            double* p_out) const noexcept override {
-        double x[thermo::kMaxCleanedSubstances];
-        const double inv = inverse_molar_mass(Y, x);
-        const double R = thermo::kUniversalGasConstant * inv;
-        double Ts = T0;
-        if (!solve_T_from_H(H, p, Y, G2, T0, R, Ts)) {
-            MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
-            Ts = T0;
-        }
-        *rho = p / (R * Ts);
-        fill_state(Ts, R, inv, Y, x, T, cp, gamma, M, a, mu, lambda);
-        *p_out = p;
-    }
-
-    void RhoT(double H, double p, const double* Y, double G2, double rho0, double T0, double* rho,
-              double* T) const noexcept override {
-        const double R = thermo::kUniversalGasConstant * inverse_molar_mass(Y);
-        // Constant cp = cp(T0): H rho^2 - b rho - G2/2 = 0 with b = cp p / R.
-        const double b = get_cp(p, T0, Y) * p / R;
-        const double D = b * b - 4.0 * H * (-0.5 * G2);
-        double r = rho0;
-        double t = T0;
-        if (D >= 0.0) {
-            r = (std::sqrt(D) + b) * 0.5 / H;
-            t = p / (r * R);
-        } else {
-            MP_LOG(sink(), mp::line_kind::message,
-                   "MediumPhysics: %s(%d): Function RhoT(): Discriminant for Cp=const in ideal gas case < 0\n");
-        }
-        // The closed form stands only when it reproduces the start temperature's density.
-        const double rho_c = get_density(p, T0, Y);
-        if (std::fabs(rho_c - r) <= rho_c * 1e-10) {
-            *rho = r;
-            *T = t;
-            return;
-        }
-        double Ts = T0;
-        if (!solve_T_from_H(H, p, Y, G2, T0, R, Ts)) {
-            MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
-            Ts = T0;
-        }
-        *T = Ts;
-        *rho = get_density(p, Ts, Y);
-    }
-
-    double get_T_p_h(double, double h, const double* Y) const noexcept override {
-        constexpr double kStart = 300.0;  // K: no start value is given
-        double T = kStart;
-        const bool ok = mp::newton_on_T(kStart, std::int64_t{m_limit} + 1, m_tolerance,
-                                        [&](double T_old) {
-                                            double cp = 0.0, hh = 0.0;
-                                            mix_cp_h(T_old, Y, cp, hh);
-                                            return T_old + (h - hh) / cp;
-                                        },
-                                        T);
-        if (!ok) {
-            MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
-            return kStart;
-        }
-        return T;
-    }
+    // get_properties_p_H, RhoT and get_T_p_h are the media's own (each reports its failures from its
+    // own source file); they do the work through properties_from_H, rho_T_from_H and T_from_h.
 
     double get_enthalpy(double, double T, const double* Y) const noexcept override {
         const std::int32_t at = interval(T);
@@ -275,6 +214,79 @@ public:
 
 protected:
     C_gas_mixture() = default;
+
+    // The work of get_properties_p_H: T from the total enthalpy by Newton from T0, then every
+    // property at it. False when the iteration failed and the state was taken at T0.
+    bool properties_from_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
+                           double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
+                           double* p_out) const noexcept {
+        double x[thermo::kMaxCleanedSubstances];
+        const double inv = inverse_molar_mass(Y, x);
+        const double R = thermo::kUniversalGasConstant * inv;
+        double Ts = T0;
+        const bool ok = solve_T_from_H(H, p, Y, G2, T0, R, Ts);
+        if (!ok) Ts = T0;
+        *rho = p / (R * Ts);
+        fill_state(Ts, R, inv, Y, x, T, cp, gamma, M, a, mu, lambda);
+        *p_out = p;
+        return ok;
+    }
+
+    // What rho_T_from_H met on its way: a negative discriminant of the closed form, a failed iteration.
+    struct rho_T_outcome {
+        bool negative_discriminant = false;
+        bool iteration_failed = false;
+    };
+    // The work of RhoT: the constant-cp closed form, kept when it reproduces the start
+    // temperature's density, else Newton from T0 (T0 itself when that fails).
+    rho_T_outcome rho_T_from_H(double H, double p, const double* Y, double G2, double rho0, double T0, double* rho,
+                               double* T) const noexcept {
+        rho_T_outcome outcome;
+        const double R = thermo::kUniversalGasConstant * inverse_molar_mass(Y);
+        // Constant cp = cp(T0): H rho^2 - b rho - G2/2 = 0 with b = cp p / R.
+        const double b = get_cp(p, T0, Y) * p / R;
+        const double D = b * b - 4.0 * H * (-0.5 * G2);
+        double r = rho0;
+        double t = T0;
+        if (D >= 0.0) {
+            r = (std::sqrt(D) + b) * 0.5 / H;
+            t = p / (r * R);
+        } else {
+            outcome.negative_discriminant = true;
+        }
+        // The closed form stands only when it reproduces the start temperature's density.
+        const double rho_c = get_density(p, T0, Y);
+        if (std::fabs(rho_c - r) <= rho_c * 1e-10) {
+            *rho = r;
+            *T = t;
+            return outcome;
+        }
+        double Ts = T0;
+        if (!solve_T_from_H(H, p, Y, G2, T0, R, Ts)) {
+            outcome.iteration_failed = true;
+            Ts = T0;
+        }
+        *T = Ts;
+        *rho = get_density(p, Ts, Y);
+        return outcome;
+    }
+
+    // The work of get_T_p_h: T from the static enthalpy by Newton from 300 K (no start value is
+    // given). False when the iteration failed; T is then 300 K.
+    bool T_from_h(double h, const double* Y, double& T) const noexcept {
+        constexpr double kStart = 300.0;  // K
+        T = kStart;
+        const bool ok = mp::newton_on_T(
+            kStart, std::int64_t{m_limit} + 1, m_tolerance,
+            [&](double T_old) {
+                double cp = 0.0, hh = 0.0;
+                mix_cp_h(T_old, Y, cp, hh);
+                return T_old + (h - hh) / cp;
+            },
+            T);
+        if (!ok) T = kStart;
+        return ok;
+    }
 
     IHostMessageSink* sink() const noexcept { return m_count > 0 ? m_flat[0]->sink() : nullptr; }
 

@@ -28,6 +28,15 @@ public:
     std::int32_t query_interface(std::any& requested) override;
     std::int32_t get_type_id() const noexcept override { return MP_KIND_IDEAL_GAS; }
 
+    // The pressure-based operations that may report a failed iteration (warning 3002, and the
+    // closed form's negative discriminant as a message), from this file.
+    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
+                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
+                            double* p_out) const noexcept override;
+    void RhoT(double H, double p, const double* Y, double G2, double rho0, double T0, double* rho,
+              double* T) const noexcept override;
+    double get_T_p_h(double p, double h, const double* Y) const noexcept override;
+
     // d rho / d p = 1 / (R T), through get_drho_dp.
     double get_compressibility(double p, double T, const double* Y) const noexcept override;
     void get_properties_rho_e(double e, double rho, const double* Y, double T0, double* p, double* T, double* cp,

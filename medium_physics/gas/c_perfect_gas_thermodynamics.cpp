@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "factory/mp_log.h"
 #include "factory/query_interface.h"
 
 std::shared_ptr<C_perfect_gas_thermodynamics> C_perfect_gas_thermodynamics::create(const substances& list) {
@@ -15,6 +16,29 @@ std::int32_t C_perfect_gas_thermodynamics::query_interface(std::any& requested) 
                         I_solver__fluid_thermodynamics_common, I_solver__thermodynamics_P_H,
                         I_solver__thermodynamics_Rho_E, I_fluid_ideal_gas, I_write, I_identity,
                         FluidRadProp::I_radiation_properties>(weak_from_this().lock(), requested);
+}
+
+void C_perfect_gas_thermodynamics::get_properties_p_H(double H, double p, const double* Y, double G2, double T0,
+                                                      double* rho, double* T, double* cp, double* gamma, double* M,
+                                                      double* a, double* mu, double* lambda,
+                                                      double* p_out) const noexcept {
+    if (!properties_from_H(H, p, Y, G2, T0, rho, T, cp, gamma, M, a, mu, lambda, p_out))
+        MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
+}
+
+void C_perfect_gas_thermodynamics::RhoT(double H, double p, const double* Y, double G2, double rho0, double T0,
+                                        double* rho, double* T) const noexcept {
+    const auto outcome = rho_T_from_H(H, p, Y, G2, rho0, T0, rho, T);
+    if (outcome.negative_discriminant)
+        MP_LOG(sink(), mp::line_kind::message,
+               "MediumPhysics: %s(%d): Function RhoT(): Discriminant for Cp=const in ideal gas case < 0\n");
+    if (outcome.iteration_failed) MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
+}
+
+double C_perfect_gas_thermodynamics::get_T_p_h(double, double h, const double* Y) const noexcept {
+    double T = 0.0;
+    if (!T_from_h(h, Y, T)) MP_LOG(sink(), mp::line_kind::warning, mp::kInconsistentParameters);
+    return T;
 }
 
 double C_perfect_gas_thermodynamics::mixture_cp(const double* Y) const noexcept {

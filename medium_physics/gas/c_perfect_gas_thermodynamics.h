@@ -23,6 +23,15 @@ public:
     std::int32_t query_interface(std::any& requested) override;
     std::int32_t get_type_id() const noexcept override { return MP_KIND_PERFECT_GAS; }
 
+    // The pressure-based operations that may report a failed iteration (warning 3002, and the
+    // closed form's negative discriminant as a message), from this file.
+    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
+                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
+                            double* p_out) const noexcept override;
+    void RhoT(double H, double p, const double* Y, double G2, double rho0, double T0, double* rho,
+              double* T) const noexcept override;
+    double get_T_p_h(double p, double h, const double* Y) const noexcept override;
+
     // h = T sum(Y_i cp_i).
     double get_enthalpy(double p, double T, const double* Y) const noexcept override;
     // T = e / (cp - R), held at 1 K from below; no iteration, the start value is not used.

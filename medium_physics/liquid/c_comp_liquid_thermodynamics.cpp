@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "factory/mp_log.h"
 #include "factory/query_interface.h"
 
 std::int32_t C_comp_liquid_thermodynamics::query_interface(std::any& requested) {
@@ -57,10 +58,61 @@ void C_comp_liquid_thermodynamics::get_properties_p_T(double p, double T, const 
     acoustics(p, T, Y, gamma, a);
 }
 
+double C_comp_liquid_thermodynamics::get_cp(double p, double T, const double* Y) const noexcept {
+    cp_check check = cp_check::ok;
+    const double cp = corrected_cp(p, T, Y, check);
+    if (check == cp_check::limited)
+        MP_LOG(
+            sink(), mp::line_kind::warning,
+            "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics: too large pressure correction of Cp\n");
+    else if (check == cp_check::negative)
+        MP_LOG(sink(), mp::line_kind::warning,
+               "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters: Cp<0 !\n");
+    return cp;
+}
+
 void C_comp_liquid_thermodynamics::get_properties_p_H(double H, double p, const double* Y, double G2, double T0,
                                                       double* rho, double* T, double* cp, double* gamma, double* M,
                                                       double* a, double* mu, double* lambda,
                                                       double* p_out) const noexcept {
-    C_liquid_mixture::get_properties_p_H(H, p, Y, G2, T0, rho, T, cp, gamma, M, a, mu, lambda, p_out);
+    switch (properties_from_H(H, p, Y, G2, T0, rho, T, cp, gamma, M, a, mu, lambda, p_out)) {
+    case newton_outcome::converged: break;
+    case newton_outcome::not_increasing:
+        MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+        break;
+    case newton_outcome::out_of_steps:
+        MP_LOG(sink(), mp::line_kind::warning,
+               "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+        break;
+    }
     acoustics(p, *T, Y, gamma, a);
+}
+
+void C_comp_liquid_thermodynamics::RhoT(double H, double p, const double* Y, double G2, double, double T0, double* rho,
+                                        double* T) const noexcept {
+    switch (rho_T_from_H(H, p, Y, G2, T0, rho, T)) {
+    case newton_outcome::converged: break;
+    case newton_outcome::not_increasing:
+        MP_LOG(sink(), mp::line_kind::warning, "Warning 3002: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+        break;
+    case newton_outcome::out_of_steps:
+        MP_LOG(sink(), mp::line_kind::warning,
+               "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+        break;
+    }
+}
+
+double C_comp_liquid_thermodynamics::get_T_p_h(double p, double h, const double* Y) const noexcept {
+    double T = kStartTemperature;
+    switch (T_from_h(p, h, Y, T)) {
+    case newton_outcome::converged: break;
+    case newton_outcome::not_increasing:
+        MP_LOG(sink(), mp::line_kind::warning, "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
+        break;
+    case newton_outcome::out_of_steps:
+        MP_LOG(sink(), mp::line_kind::warning,
+               "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
+        break;
+    }
+    return T;
 }

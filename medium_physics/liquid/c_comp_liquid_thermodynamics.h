@@ -15,13 +15,21 @@ class C_comp_liquid_thermodynamics final
     : public C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance> {
 public:
     static constexpr std::size_t kCacheIndex = C_medium_physics::kCompLiquidCache;
-    static constexpr bool kNegativeCpIsError = false;
-    static constexpr int kRhoTNotIncreasingNumber = 3002;
     // K: the step of the central difference for (d rho / dT) at constant p.
     static constexpr double kTemperatureStep = 0.01;
 
     std::int32_t query_interface(std::any& requested) override;
     std::int32_t get_type_id() const noexcept override { return MP_KIND_COMP_LIQUID; }
+    // The operations that report what they meet, from this file: cp's pressure limit (3003) and
+    // negative cp (3002); a falling enthalpy (3003 in get_properties_p_H and get_T_p_h, 3002 in
+    // RhoT) and an iteration out of steps (3002).
+    double get_cp(double p, double T, const double* Y) const noexcept override;
+    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
+                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
+                            double* p_out) const noexcept override;
+    void RhoT(double H, double p, const double* Y, double G2, double rho0, double T0, double* rho,
+              double* T) const noexcept override;
+    double get_T_p_h(double p, double h, const double* Y) const noexcept override;
 
     double get_sound_speed(double p, double T, const double* Y) const noexcept override;
     double get_drho_dp(double p, double T, const double* Y) const noexcept override;
@@ -30,9 +38,6 @@ public:
     double get_expansion_factor(double p, double T, const double* Y) const noexcept override;
     void get_properties_p_T(double p, double T, const double* Y, double* rho, double* h, double* cp, double* gamma,
                             double* M, double* a, double* mu, double* lambda) const noexcept override;
-    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
-                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
-                            double* p_out) const noexcept override;
 
 private:
     friend class C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance>;

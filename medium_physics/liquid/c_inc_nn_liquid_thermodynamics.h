@@ -13,13 +13,21 @@ class C_inc_non_newtonian_liquid_thermodynamics final
       public virtual I_solver__incompressible_non_newton_liquid {
 public:
     static constexpr std::size_t kCacheIndex = C_medium_physics::kNonNewtonianLiquidCache;
-    static constexpr bool kNegativeCpIsError = true;
-    static constexpr int kRhoTNotIncreasingNumber = 3003;
     // The viscosity answered without a shear rate, Pa s.
     static constexpr double kViscositySentinel = 1e40;
 
     std::int32_t query_interface(std::any& requested) override;
     std::int32_t get_type_id() const noexcept override { return MP_KIND_INC_NON_NEWTONIAN_LIQUID; }
+    // The operations that report what they meet, from this file: cp's pressure limit (3003) and
+    // negative cp (ERROR); a falling enthalpy (3003 in get_properties_p_H and get_T_p_h, 3003 in
+    // RhoT) and an iteration out of steps (3002).
+    double get_cp(double p, double T, const double* Y) const noexcept override;
+    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
+                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
+                            double* p_out) const noexcept override;
+    void RhoT(double H, double p, const double* Y, double G2, double rho0, double T0, double* rho,
+              double* T) const noexcept override;
+    double get_T_p_h(double p, double h, const double* Y) const noexcept override;
     double get_viscosity(double, double, const double*) const noexcept override { return kViscositySentinel; }
     double get_non_newtonian_viscosity(double p, double T, const double* Y, double shear_rate) const noexcept override;
 

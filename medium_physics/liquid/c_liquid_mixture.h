@@ -5,9 +5,8 @@
 // on enthalpy (at most 101 steps, relative tolerance 1e-5) that answer their start temperature with
 // a warning when the enthalpy does not increase or the steps run out. The gas-only outputs (gamma,
 // molar mass, speed of sound) are 0.0. The media differ in their components, their viscosity and
-// a few message numbers; Derived supplies them:
-//   kCacheIndex, kNegativeCpIsError (a negative corrected cp is an ERROR line, else warning 3002),
-//   kRhoTNotIncreasingNumber (3002 or 3003: the warning of RhoT when the enthalpy falls).
+// a few message numbers, which each medium writes from its own get_cp, get_properties_p_H, RhoT and
+// get_T_p_h; Derived supplies kCacheIndex.
 #pragma once
 
 #include <cmath>
@@ -70,27 +69,6 @@ public:
     std::int32_t substance_count() const noexcept { return m_count; }
 
     // ---- common operations ----
-    double get_cp(double p, double T, const double* Y) const noexcept override {
-        const double cp_ref = raw_cp(kReferencePressure, T, Y);
-        const double cp = raw_cp(p, T, Y);
-        // Only a pressure that lowers cp by more than a tenth is limited.
-        if (cp_ref - cp > kCpDropLimit * cp_ref) {
-            if (cp >= 0.0) {
-                MP_LOG(sink(), mp::line_kind::warning,
-                       "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics: too large pressure "
-                       "correction of Cp\n");
-                return cp_ref - kCpDropLimit * cp_ref;
-            }
-            if (Derived::kNegativeCpIsError)
-                MP_LOG(sink(), mp::line_kind::error,
-                       "ERROR: MediumPhysics: %s(%d): Inconsistent thermodynamics: Cp<0 !\n");
-            else
-                MP_LOG(sink(), mp::line_kind::warning,
-                       "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters: Cp<0 !\n");
-            return cp_ref;
-        }
-        return cp;
-    }
     double get_viscosity(double p, double T, const double* Y) const noexcept override {
         return mixed_viscosity(p, T, Y, [&](const Substance& s) { return s.get_viscosity(p, T); });
     }
@@ -142,69 +120,9 @@ public:
     double get_dynamic_pressure_factor(double, double, const double*) const noexcept override { return 1.0; }
 
     // ---- pressure-based operations ----
-    void get_properties_p_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
-                            double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
-                            double* p_out) const noexcept override {
-        double Ts = T0;
-        switch (solve_T(H, p, Y, G2, true, T0, Ts)) {
-        case newton_outcome::converged: break;
-        case newton_outcome::not_increasing:
-            MP_LOG(sink(), mp::line_kind::warning,
-                   "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-            Ts = T0;
-            break;
-        case newton_outcome::out_of_steps:
-            MP_LOG(sink(), mp::line_kind::warning,
-                   "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
-            Ts = T0;
-            break;
-        }
-        *T = Ts;
-        *rho = get_density(p, Ts, Y);
-        *cp = get_cp(p, Ts, Y);
-        *gamma = *M = *a = 0.0;
-        *mu = get_viscosity(p, Ts, Y);
-        *lambda = get_conductivity(p, Ts, Y);
-        *p_out = p;
-    }
-    void RhoT(double H, double p, const double* Y, double G2, double, double T0, double* rho,
-              double* T) const noexcept override {
-        double Ts = T0;
-        switch (solve_T(H, p, Y, G2, true, T0, Ts)) {
-        case newton_outcome::converged: break;
-        case newton_outcome::not_increasing:
-            if constexpr (Derived::kRhoTNotIncreasingNumber == 3002)
-                MP_LOG(sink(), mp::line_kind::warning,
-                       "Warning 3002: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-            else
-                MP_LOG(sink(), mp::line_kind::warning,
-                       "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-            Ts = T0;
-            break;
-        case newton_outcome::out_of_steps:
-            MP_LOG(sink(), mp::line_kind::warning,
-                   "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
-            Ts = T0;
-            break;
-        }
-        *T = Ts;
-        *rho = get_density(p, Ts, Y);
-    }
-    double get_T_p_h(double p, double h, const double* Y) const noexcept override {
-        double Ts = kStartTemperature;
-        switch (solve_T(h, p, Y, 0.0, false, kStartTemperature, Ts)) {
-        case newton_outcome::converged: return Ts;
-        case newton_outcome::not_increasing:
-            MP_LOG(sink(), mp::line_kind::warning,
-                   "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics!\n");
-            break;
-        case newton_outcome::out_of_steps:
-            MP_LOG(sink(), mp::line_kind::warning,
-                   "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters!\n");
-            break;
-        }
-        return kStartTemperature;
-    }
+    // get_cp, get_properties_p_H, RhoT and get_T_p_h are the media's own: each reports what it
+    // meets from its own source file. They do the work through corrected_cp, properties_from_H,
+    // rho_T_from_H and T_from_h.
     double get_enthalpy(double p, double T, const double* Y) const noexcept override {
         double h = 0.0;
         for (std::int32_t i = 0; i < m_count; ++i) h += Y[i] * component(i).get_enthalpy(p, T);
@@ -221,6 +139,63 @@ public:
 
 protected:
     C_liquid_mixture() = default;
+
+    // cp with its pressure correction: a pressure that lowers cp by more than a tenth of its
+    // reference-pressure value is limited to that tenth (check = limited); a negative corrected cp
+    // gives the reference value (check = negative). The medium reports the check.
+    enum class cp_check { ok, limited, negative };
+    double corrected_cp(double p, double T, const double* Y, cp_check& check) const noexcept {
+        const double cp_ref = raw_cp(kReferencePressure, T, Y);
+        const double cp = raw_cp(p, T, Y);
+        check = cp_check::ok;
+        if (cp_ref - cp > kCpDropLimit * cp_ref) {
+            if (cp >= 0.0) {
+                check = cp_check::limited;
+                return cp_ref - kCpDropLimit * cp_ref;
+            }
+            check = cp_check::negative;
+            return cp_ref;
+        }
+        return cp;
+    }
+
+    // The outcome of a Newton iteration on enthalpy; the operation that ran it reports a failure.
+    enum class newton_outcome { converged, not_increasing, out_of_steps };
+
+    // The work of get_properties_p_H: T from the total enthalpy (start T0; T0 itself when the
+    // iteration fails), then the state there. The gas-only outputs are 0.
+    newton_outcome properties_from_H(double H, double p, const double* Y, double G2, double T0, double* rho, double* T,
+                                     double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
+                                     double* p_out) const noexcept {
+        double Ts = T0;
+        const newton_outcome outcome = solve_T(H, p, Y, G2, true, T0, Ts);
+        if (outcome != newton_outcome::converged) Ts = T0;
+        *T = Ts;
+        *rho = get_density(p, Ts, Y);
+        *cp = get_cp(p, Ts, Y);
+        *gamma = *M = *a = 0.0;
+        *mu = get_viscosity(p, Ts, Y);
+        *lambda = get_conductivity(p, Ts, Y);
+        *p_out = p;
+        return outcome;
+    }
+    // The work of RhoT: T from the total enthalpy (T0 on failure) and rho there.
+    newton_outcome rho_T_from_H(double H, double p, const double* Y, double G2, double T0, double* rho,
+                                double* T) const noexcept {
+        double Ts = T0;
+        const newton_outcome outcome = solve_T(H, p, Y, G2, true, T0, Ts);
+        if (outcome != newton_outcome::converged) Ts = T0;
+        *T = Ts;
+        *rho = get_density(p, Ts, Y);
+        return outcome;
+    }
+    // The work of get_T_p_h: T from the static enthalpy, starting at 300 K (300 K on failure).
+    newton_outcome T_from_h(double p, double h, const double* Y, double& T) const noexcept {
+        T = kStartTemperature;
+        const newton_outcome outcome = solve_T(h, p, Y, 0.0, false, kStartTemperature, T);
+        if (outcome != newton_outcome::converged) T = kStartTemperature;
+        return outcome;
+    }
 
     const Substance& component(std::int32_t i) const noexcept { return *m_flat[static_cast<std::size_t>(i)]; }
     IHostMessageSink* sink() const noexcept { return m_count > 0 ? m_flat[0]->sink() : nullptr; }
@@ -270,8 +245,6 @@ protected:
     }
 
     // Newton on T for H = h(p, T) + q / (2 rho^2) (q = 0 and no density term for the static form).
-    // The operation that called it reports a failure, so that each report has its own statement.
-    enum class newton_outcome { converged, not_increasing, out_of_steps };
     newton_outcome solve_T(double H, double p, const double* Y, double q, bool kinetic, double T0,
                            double& T_out) const noexcept {
         double h_prev = get_enthalpy(p, T0, Y);

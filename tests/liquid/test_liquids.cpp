@@ -152,16 +152,17 @@ TEST_F(liquid_fixture, CpLimitsAndTheirWarnings) {
     // A drop of 20 %: limited to 90 % of the reference value.
     const double p20 = 101325.0 + 0.2 * 4180.0 / (T * d2v);
     EXPECT_DOUBLE_EQ(m->get_cp(p20, T, Y), 4180.0 - 0.1 * 4180.0);
-    EXPECT_EQ(cap.count("Warning 3003: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h("), 1u);
+    EXPECT_EQ(cap.count("Warning 3003: MediumPhysics: medium_physics/liquid/c_inc_liquid_thermodynamics.cpp("), 1u);
     EXPECT_EQ(cap.count("Inconsistent thermodynamics: too large pressure correction of Cp\n"), 1u);
     // Below zero: the reference value.
     const double p_neg = 101325.0 + 1.5 * 4180.0 / (T * d2v);
     EXPECT_EQ(m->get_cp(p_neg, T, Y), 4180.0);
-    EXPECT_EQ(cap.count("Warning 3002: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h("), 1u);
+    EXPECT_EQ(cap.count("Warning 3002: MediumPhysics: medium_physics/liquid/c_inc_liquid_thermodynamics.cpp("), 1u);
     EXPECT_EQ(cap.count("Inconsistent physical parameters: Cp<0 !\n"), 1u);
     // Each report names the line of the statement that writes it (the first one spans three lines).
     for (const auto& l : cap.lines())
-        EXPECT_TRUE(test_support::written_by_statement_in(l.text, "medium_physics/liquid/c_liquid_mixture.h"));
+        EXPECT_TRUE(
+            test_support::written_by_statement_in(l.text, "medium_physics/liquid/c_inc_liquid_thermodynamics.cpp"));
     // A pressure below the reference raises cp: never limited, no warning.
     EXPECT_GT(m->get_cp(-1e8, T, Y), 4180.0);
     EXPECT_EQ(cap.lines().size(), 2u);
@@ -245,18 +246,22 @@ TEST_F(liquid_fixture, IterationFailuresAndTheirMessages) {
     for (const auto& l : cap.lines())
         if (l.text.find("Inconsistent thermodynamics!\n") != std::string::npos) stops.push_back(l.text);
     ASSERT_EQ(stops.size(), 3u);
-    EXPECT_EQ(stops[0].rfind("Warning 3003: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h(", 0), 0u);
-    EXPECT_EQ(stops[1].rfind("Warning 3002: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h(", 0), 0u);
-    EXPECT_EQ(stops[2].rfind("Warning 3003: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h(", 0), 0u);
+    EXPECT_EQ(stops[0].rfind("Warning 3003: MediumPhysics: medium_physics/liquid/c_inc_liquid_thermodynamics.cpp(", 0),
+              0u);
+    EXPECT_EQ(stops[1].rfind("Warning 3002: MediumPhysics: medium_physics/liquid/c_inc_liquid_thermodynamics.cpp(", 0),
+              0u);
+    EXPECT_EQ(stops[2].rfind("Warning 3003: MediumPhysics: medium_physics/liquid/c_inc_liquid_thermodynamics.cpp(", 0),
+              0u);
     EXPECT_NE(stops[0], stops[2]);
     for (const auto& line : stops)
-        EXPECT_TRUE(test_support::written_by_statement_in(line, "medium_physics/liquid/c_liquid_mixture.h"));
+        EXPECT_TRUE(
+            test_support::written_by_statement_in(line, "medium_physics/liquid/c_inc_liquid_thermodynamics.cpp"));
     EXPECT_GE(cap.count("Inconsistent physical parameters: Cp<0 !\n"), 3u);
     // A target that is not a number runs out of steps.
     cap.clear();
     auto good = make("constant");
     EXPECT_EQ(good->get_T_p_h(1e5, NAN, Y), 300.0);
-    EXPECT_EQ(cap.count("Warning 3002: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h("), 1u);
+    EXPECT_EQ(cap.count("Warning 3002: MediumPhysics: medium_physics/liquid/c_inc_liquid_thermodynamics.cpp("), 1u);
     EXPECT_EQ(cap.count("Inconsistent physical parameters!\n"), 1u);
 }
 

@@ -81,13 +81,14 @@ TEST_F(nn_fixture, NegativeCpIsAnErrorAndRhoTSays3003) {
     const auto lines = cap.lines();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].entry, host_log::entry::error);
-    EXPECT_EQ(lines[0].text.rfind("ERROR: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h(", 0), 0u);
+    EXPECT_EQ(lines[0].text.rfind("ERROR: MediumPhysics: medium_physics/liquid/c_inc_nn_liquid_thermodynamics.cpp(", 0),
+              0u);
     EXPECT_NE(lines[0].text.find("Inconsistent thermodynamics: Cp<0 !\n"), std::string::npos);
     cap.clear();
     double rho = 0, T = 0;
     falling->RhoT(1e5, 1e5, Y, 0.0, 1.0, 320.0, &rho, &T);
     EXPECT_EQ(T, 320.0);
-    EXPECT_EQ(cap.count("Warning 3003: MediumPhysics: medium_physics/liquid/c_liquid_mixture.h("), 1u);
+    EXPECT_EQ(cap.count("Warning 3003: MediumPhysics: medium_physics/liquid/c_inc_nn_liquid_thermodynamics.cpp("), 1u);
     EXPECT_EQ(cap.count("Inconsistent thermodynamics!\n"), 1u);
 }
 
