@@ -157,6 +157,12 @@ public:
 // Incompressible liquids: the pressure-based interface; density depends on temperature only.
 class I_solver__incompressible_liquid : public virtual I_solver__thermodynamics_P_H {};
 
+// Compressible liquids: the pressure-based interface of a liquid whose density depends on pressure
+// (a Tait law). Unlike the incompressible liquid it has a speed of sound and gamma, and
+// get_compressibility is its isothermal d rho/dp. A solver that chooses its model by interface takes
+// a medium that hands this out for compressible.
+class I_solver__compressible_liquid : public virtual I_solver__thermodynamics_P_H {};
+
 // Non-Newtonian liquids: the viscosity needs the shear rate.
 class I_solver__incompressible_non_newton_liquid : public virtual I_solver__incompressible_liquid {
 public:

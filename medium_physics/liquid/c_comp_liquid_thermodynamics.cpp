@@ -8,7 +8,7 @@
 std::int32_t C_comp_liquid_thermodynamics::query_interface(std::any& requested) {
     return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics,
                         I_solver__fluid_thermodynamics_common, I_solver__thermodynamics_P_H,
-                        I_solver__incompressible_liquid, I_write, I_identity, FluidRadProp::I_radiation_properties>(
+                        I_solver__compressible_liquid, I_write, I_identity, FluidRadProp::I_radiation_properties>(
         weak_from_this().lock(), requested);
 }
 
@@ -41,8 +41,17 @@ void C_comp_liquid_thermodynamics::acoustics(double p, double T, const double* Y
     const double isothermal = get_drho_dp(p, T, Y);
     const double dT = drho_dT(p, T, Y);
     const double isentropic = isothermal - T * dT * dT / (rho * rho * raw_cp(p, T, Y));
-    *gamma = isothermal / isentropic;
-    *a = 1.0 / std::sqrt(isentropic);
+    if (!(isothermal > 0.0) || !std::isfinite(isothermal)) {
+        // no pressure dependence: the incompressible liquid's convention
+        *gamma = 0.0;
+        *a = 0.0;
+    } else if (!(isentropic > 0.0) || !std::isfinite(isentropic)) {
+        *gamma = 1.0;
+        *a = 1.0 / std::sqrt(isothermal);
+    } else {
+        *gamma = isothermal / isentropic;
+        *a = 1.0 / std::sqrt(isentropic);
+    }
 }
 
 double C_comp_liquid_thermodynamics::get_sound_speed(double p, double T, const double* Y) const noexcept {

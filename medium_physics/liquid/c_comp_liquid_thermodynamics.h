@@ -4,15 +4,22 @@
 // h(p, T) = sum(Y_i h_i(p, T)), cp = dh/dT at constant p. Unlike the incompressible mixture it has
 // a real speed of sound, a^-2 = (d rho/dp)_s = (d rho/dp)_T - T (d rho/dT)_p^2 / (rho^2 cp), and
 // gamma = (d rho/dp)_T / (d rho/dp)_s; its compressibility is the isothermal d rho/dp of the laws.
+// Where the mixture does not depend on pressure at all ((d rho/dp)_T = 0: constant densities or
+// pressure-independent laws) it answers as an incompressible liquid does: gamma = a = 0. Where the
+// thermal term outweighs the pressure dependence ((d rho/dp)_s <= 0, a mixture dominated by
+// pressure-independent components that expand with T) it takes the isothermal acoustics: gamma = 1,
+// a^-2 = (d rho/dp)_T. So every output is finite.
 // The molar mass is not defined for it (0.0). Temperatures come from the same Newton iterations,
-// limits and messages as the incompressible liquid. It offers no density-based interface.
+// limits and messages as the incompressible liquid. It hands out I_solver__compressible_liquid
+// (not the incompressible one) and offers no density-based interface.
 #pragma once
 
 #include "liquid/c_comp_liquid.h"
 #include "liquid/c_liquid_mixture.h"
 
 class C_comp_liquid_thermodynamics final
-    : public C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance> {
+    : public C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance,
+                              I_solver__compressible_liquid> {
 public:
     static constexpr std::size_t kCacheIndex = C_medium_physics::kCompLiquidCache;
     // K: the step of the central difference for (d rho / dT) at constant p.
@@ -40,7 +47,8 @@ public:
                             double* M, double* a, double* mu, double* lambda) const noexcept override;
 
 private:
-    friend class C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance>;
+    friend class C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance,
+                                  I_solver__compressible_liquid>;
     C_comp_liquid_thermodynamics() = default;
     double drho_dT(double p, double T, const double* Y) const noexcept;
     // gamma and a at (p, T).

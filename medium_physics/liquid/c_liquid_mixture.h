@@ -17,14 +17,15 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
 
-template <class Derived, class Substance>
+// SolverInterface: the liquid interface the medium hands out (incompressible or compressible).
+template <class Derived, class Substance, class SolverInterface = I_solver__incompressible_liquid>
 class C_liquid_mixture : public I_write,
                          public C_thermodynamic_base,
                          public C_no_radiation,
                          public CHostAPIBaseClass<Derived>,
                          public virtual IHostUnknown,
                          public virtual FluidRadProp::IRadPropFunctionality,
-                         public virtual I_solver__incompressible_liquid {
+                         public virtual SolverInterface {
 public:
     using substance_ptr = std::shared_ptr<Substance>;
     using substances = host_shared_array<substance_ptr>;
@@ -83,7 +84,7 @@ public:
         return 1.0 / std::sqrt(sum);
     }
     double get_prandtl(double p, double T, const double* Y) const noexcept override {
-        return get_cp(p, T, Y) * get_viscosity(p, T, Y) / get_conductivity(p, T, Y);
+        return this->get_cp(p, T, Y) * get_viscosity(p, T, Y) / get_conductivity(p, T, Y);
     }
     double get_expansion_factor(double p, double T, const double* Y) const noexcept override {
         return get_density(p, T, Y) * T * expansion_sum(T, Y);
@@ -91,14 +92,14 @@ public:
     // The enthalpy of a liquid depends on p, so the pressure is passed on; no mass flux.
     double get_temperature_from_enthalpy(double h, double p, const double* Y, double, double T0) const noexcept override {
         double rho, T = T0, cp, gamma, M, a, mu, lambda, p_out;
-        get_properties_p_H(h, p, Y, 0.0, T0, &rho, &T, &cp, &gamma, &M, &a, &mu, &lambda, &p_out);
+        this->get_properties_p_H(h, p, Y, 0.0, T0, &rho, &T, &cp, &gamma, &M, &a, &mu, &lambda, &p_out);
         return T;
     }
     void get_properties_p_T(double p, double T, const double* Y, double* rho, double* h, double* cp, double* gamma,
                             double* M, double* a, double* mu, double* lambda) const noexcept override {
         *rho = get_density(p, T, Y);
         *h = get_enthalpy(p, T, Y);
-        *cp = get_cp(p, T, Y);
+        *cp = this->get_cp(p, T, Y);
         *gamma = *M = *a = 0.0;
         *mu = get_viscosity(p, T, Y);
         *lambda = get_conductivity(p, T, Y);
@@ -172,7 +173,7 @@ protected:
         if (outcome != newton_outcome::converged) Ts = T0;
         *T = Ts;
         *rho = get_density(p, Ts, Y);
-        *cp = get_cp(p, Ts, Y);
+        *cp = this->get_cp(p, Ts, Y);
         *gamma = *M = *a = 0.0;
         *mu = get_viscosity(p, Ts, Y);
         *lambda = get_conductivity(p, Ts, Y);
@@ -250,7 +251,7 @@ protected:
         double h_prev = get_enthalpy(p, T0, Y);
         double T = T0;
         for (std::int32_t k = 0;; ++k) {
-            const double c = get_cp(p, T, Y);
+            const double c = this->get_cp(p, T, Y);
             // h(p, T) is h_prev: it was evaluated at this T as the previous step's h_new (or at T0).
             double residual = h_prev - H;
             if (kinetic) {
