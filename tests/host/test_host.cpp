@@ -418,6 +418,19 @@ TEST(Descriptions, RealGasMaterialsAnswerTheRealGasDescription) {
     std::any real = std::shared_ptr<I_real_gas_description>();
     EXPECT_EQ(library.find_material("N2")->query_interface(real), MP_STATUS_UNSUPPORTED);
 
+    // The built-in file: six real gases, each with its cp0 table and its own source.
+    standalone_host::material_library builtin;
+    builtin.add_file(std::string(MP_SOURCE_DIR) + "/data/materials/real_gases.json");
+    ASSERT_EQ(builtin.materials().size(), 6u);
+    for (const auto& m : builtin.materials()) {
+        EXPECT_TRUE(m->is_real_gas()) << m->name_utf8();
+        host_property table;
+        m->get_ideal_gas_cp(table);
+        EXPECT_GT(table.T.size(), 50) << m->name_utf8();
+        CHostString source;
+        m->get_data_source(source);
+        EXPECT_NE(source.to_utf8().find("ideal-gas cp"), std::string::npos) << m->name_utf8();
+    }
 }
 
 TEST(Descriptions, MalformedRealGasMaterialsAreRefusedWithTheReason) {
