@@ -1,34 +1,34 @@
-// medium-physics chemtable: reads a chemistry table file as a restore does (the table record, then
-// the checksum trailer), shows what the file holds, and looks the table up at one state.
-#include "cli_chemtable.h"
-
+// medium-physics chemtable FILE [--at x1,x2,y,a,b] [--mode N]: reads a chemistry table file as a
+// restore does (the table record, then the checksum trailer) and shows its header (sizes, axes, log
+// flags, bounds, steps, field counts, body version, variant, checksum state) and, with --at, the
+// table's lookup at one state. Exit 1, with the reason, for a file that does not open or is not a
+// good table file; 2 for a malformed --at.
 #include <array>
-#include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <vector>
 
+#include "cli_common.h"
+#include "commands.h"
 #include "tables/c_3d_property.h"
 #include "tables/chem_table_file.h"
 
-namespace {
-
 namespace fs = std::filesystem;
 
-// The shortest text that reads back as the same double.
-std::string number(double value) {
-    std::array<char, 64> buffer{};
-    const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr;
-    return std::string(buffer.data(), end);
-}
+namespace mp_cli {
 
-int fail(const std::string& reason) {
-    std::cout.flush();
-    std::cerr << "medium-physics chemtable: " << reason << "\n";
-    return 1;
-}
+namespace {
+
+struct chemtable_args {
+    std::string file;
+    std::vector<double> at;  // x1, x2, y, a, b
+    std::int32_t mode = 0;
+};
 
 const char* axis_name(chem_variant variant, int axis) {
     if (axis == 2) return "z (mixture fraction)";
@@ -50,17 +50,17 @@ void print_header(const C_3d_Chem_property& t, const chem_file_report& report) {
     for (int d = 0; d < 3; ++d) {
         const double* x = t.axis_values(d);
         std::cout << "axis " << d + 1 << "         " << axis_name(t.variant(), d) << ": " << t.size(d) << " points, "
-                  << (t.log_axis(d) ? "logarithmic" : "linear") << "; min " << number(t.min(d)) << ", bound "
-                  << number(t.bound(d)) << ", step " << number(t.step(d)) << (t.log_axis(d) ? " (in ln)" : "")
-                  << "; grid " << number(x[0]) << " .. " << number(x[t.size(d) - 1]) << "\n";
+                  << (t.log_axis(d) ? "logarithmic" : "linear") << "; min " << exact_number(t.min(d)) << ", bound "
+                  << exact_number(t.bound(d)) << ", step " << exact_number(t.step(d)) << (t.log_axis(d) ? " (in ln)" : "")
+                  << "; grid " << exact_number(x[0]) << " .. " << exact_number(x[t.size(d) - 1]) << "\n";
     }
     std::cout << "fields         " << t.count_a() << " property, " << t.count_b() << " further\n";
-    std::cout << "two-stream     " << (t.two_stream() ? 1 : 0) << ", stream parameter " << number(t.stream_parameter())
+    std::cout << "two-stream     " << (t.two_stream() ? 1 : 0) << ", stream parameter " << exact_number(t.stream_parameter())
               << "\n";
     std::cout << "out of range   " << (t.out_of_range() ? 1 : 0) << "\n";
     if (t.variant() == chem_variant::VT) {
         const auto& vt = static_cast<const C_3d_Chem_property_VT&>(t);
-        std::cout << "VT record      " << vt.vt_value() << ", " << number(vt.vt_parameter()) << "\n";
+        std::cout << "VT record      " << vt.vt_value() << ", " << exact_number(vt.vt_parameter()) << "\n";
     }
     std::cout << "sizes          table record " << report.table_bytes << " bytes, check record "
               << report.check_bytes << " bytes\n";
@@ -76,44 +76,27 @@ void print_header(const C_3d_Chem_property& t, const chem_file_report& report) {
 void print_lookup(const C_3d_Chem_property& t, const chemtable_args& args) {
     const chem_lookup_result r = t.lookup(args.at[0], args.at[1], args.at[2], args.at[3], args.at[4]);
     const chem_mixing m = t.mixing_weights(args.at[2], args.at[3], args.at[4]);
-    std::cout << "\nlookup at x1 = " << number(args.at[0]) << ", x2 = " << number(args.at[1])
-              << ", y = " << number(args.at[2]) << ", a = " << number(args.at[3]) << ", b = " << number(args.at[4])
+    std::cout << "\nlookup at x1 = " << exact_number(args.at[0]) << ", x2 = " << exact_number(args.at[1])
+              << ", y = " << exact_number(args.at[2]) << ", a = " << exact_number(args.at[3]) << ", b = " << exact_number(args.at[4])
               << " (mode " << t.mode() << ")\n";
-    std::cout << "weights        burnt " << number(m.burnt) << ", fuel " << number(m.fuel) << ", oxidizer "
-              << number(m.oxidizer()) << "\n";
+    std::cout << "weights        burnt " << exact_number(m.burnt) << ", fuel " << exact_number(m.fuel) << ", oxidizer "
+              << exact_number(m.oxidizer()) << "\n";
     static constexpr std::array<const char*, kChemLookupOutputs> kOutputs = {
         "1 / v (field 0 = ln v)", "field 1",        "field 5",        "-c^2 A4 / v^2",
         "1 / (w / field 9)",      "c (sound speed)", "field 2",        "field 8"};
     for (std::size_t i = 0; i < kChemLookupOutputs; ++i)
-        std::cout << "out " << i + 1 << "          " << number(r.out[i]) << "  " << kOutputs[i] << "\n";
+        std::cout << "out " << i + 1 << "          " << exact_number(r.out[i]) << "  " << kOutputs[i] << "\n";
     if (r.out_of_range)
         std::cout << "note: the state lies outside axis 1 or 2; the values are extrapolated from the edge cell\n";
-}
-
-}  // namespace
-
-CLI::App* add_chemtable_command(CLI::App& app, chemtable_args& args) {
-    auto* cmd = app.add_subcommand("chemtable", "Show a chemistry table file's header, and a lookup in it");
-    cmd->add_option("FILE", args.file, "A chemistry table file (<identifier>[_NOX]_PT.tbl or _VT.tbl)")->required();
-    cmd->add_option("--at", args.at, "A state x1,x2,y,a,b: p [Pa] (PT) or v [m3/kg] (VT), T [K], mixture fraction "
-                                     "y and the two further mixing inputs")
-        ->delimiter(',')
-        ->allow_extra_args(false);
-    cmd->add_option("--mode", args.mode, "Blend mode: 1 weights from the stream parameter, other values from a and b")
-        ->capture_default_str();
-    cmd->footer("Reads the file as a restore does: the table record, whose variant tag decides PT or VT, then the "
-                "checksum trailer after the substance's check record. A file that does not open, a refused or "
-                "truncated record, or a checksum that does not match ends with exit status 1 and the reason.");
-    return cmd;
 }
 
 int run_chemtable(const chemtable_args& args) {
     if (!args.at.empty() && args.at.size() != 5) {
         std::cerr << "medium-physics chemtable: --at takes five numbers x1,x2,y,a,b\n";
-        return 2;
+        return kExitUsage;
     }
     std::error_code ec;
-    if (!fs::is_regular_file(args.file, ec)) return fail("cannot open " + args.file + ": no such file");
+    if (!fs::is_regular_file(args.file, ec)) throw command_error("cannot open " + args.file + ": no such file");
 
     std::unique_ptr<C_3d_Chem_property> table = std::make_unique<C_3d_Chem_property_PT>();
     chem_file_report report = read_chem_table_file(args.file, *table, nullptr);
@@ -123,12 +106,12 @@ int run_chemtable(const chemtable_args& args) {
     }
     switch (report.status) {
         case chem_file_status::ok: break;
-        case chem_file_status::cannot_open: return fail("cannot open " + args.file + ": " + report.detail);
+        case chem_file_status::cannot_open: throw command_error("cannot open " + args.file + ": " + report.detail);
         case chem_file_status::bad_record:
-            return fail(args.file + " is not a chemistry table file: " + to_text(report.read_error));
+            throw command_error(args.file + " is not a chemistry table file: " + to_text(report.read_error));
         case chem_file_status::truncated:
-            return fail(args.file + ": " + to_text(report.status) + " (" + report.detail + ")");
-        default: return fail(args.file + ": " + to_text(report.status));
+            throw command_error(args.file + ": " + to_text(report.status) + " (" + report.detail + ")");
+        default: throw command_error(args.file + ": " + to_text(report.status));
     }
     std::cout << args.file << ": " << report.file_bytes << " bytes, a chemistry table file\n\n";
     print_header(*table, report);
@@ -136,5 +119,25 @@ int run_chemtable(const chemtable_args& args) {
         table->set_mode(args.mode);
         print_lookup(*table, args);
     }
-    return 0;
+    return kExitOk;
 }
+
+}  // namespace
+
+command register_chemtable(CLI::App& app, shared_options&) {
+    auto args = std::make_shared<chemtable_args>();
+    auto* cmd = app.add_subcommand("chemtable", "Show a chemistry table file's header, and a lookup in it");
+    cmd->add_option("FILE", args->file, "A chemistry table file (<identifier>[_NOX]_PT.tbl or _VT.tbl)")->required();
+    cmd->add_option("--at", args->at, "A state x1,x2,y,a,b: p [Pa] (PT) or v [m3/kg] (VT), T [K], mixture fraction "
+                                      "y and the two further mixing inputs")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    cmd->add_option("--mode", args->mode, "Blend mode: 1 weights from the stream parameter, other values from a and b")
+        ->capture_default_str();
+    cmd->footer("Reads the file as a restore does: the table record, whose variant tag decides PT or VT, then the "
+                "checksum trailer after the substance's check record. A file that does not open, a refused or "
+                "truncated record, or a checksum that does not match ends with exit status 1 and the reason.");
+    return {cmd, [args] { return run_chemtable(*args); }};
+}
+
+}  // namespace mp_cli
