@@ -287,7 +287,9 @@ double CJsonDescription::get_acentric_factor() { return number("omega"); }
 void CJsonDescription::get_ideal_gas_cp(host_property& p) { property("ideal_gas_cp", p); }
 std::int32_t CJsonDescription::get_model() { return static_cast<std::int32_t>(number("model")); }
 std::int32_t CJsonDescription::get_generator_kind() { return static_cast<std::int32_t>(number("generator_kind")); }
-void CJsonDescription::get_table_temperatures(double& T_min, double& T_max) { pair("table_temperatures", T_min, T_max); }
+void CJsonDescription::get_table_temperatures(double& T_min, double& T_max) {
+    pair("table_temperatures", T_min, T_max);
+}
 void CJsonDescription::get_table_pressures(double& p_min, double& p_max) { pair("table_pressures", p_min, p_max); }
 std::int32_t CJsonDescription::get_low_temperature_extension() {
     const auto m = nlohmann::json::parse(m_json);
@@ -362,7 +364,8 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
     }
     if (d->is_real_gas()) {
         for (const char* key : {"Tc", "pc", "molar_mass"})
-            if (!(required_number(m, key) > 0.0)) throw std::runtime_error(std::string("\"") + key + "\" must be positive");
+            if (!(required_number(m, key) > 0.0))
+                throw std::runtime_error(std::string("\"") + key + "\" must be positive");
         required_number(m, "Zc");
         required_number(m, "omega");
         required_integer(m, "model");
@@ -492,7 +495,8 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     if (medium.kind == "ideal_gas")
         calling("CreateIdealGasThermodynamics", factory.CreateIdealGasThermodynamics(descriptions, register_it, out));
     else if (medium.kind == "perfect_gas")
-        calling("CreatePerfectGasThermodynamics", factory.CreatePerfectGasThermodynamics(descriptions, register_it, out));
+        calling("CreatePerfectGasThermodynamics",
+                factory.CreatePerfectGasThermodynamics(descriptions, register_it, out));
     else if (medium.kind == "incompressible_liquid")
         calling("CreateIncompressibleLiquidThermodynamics",
                 factory.CreateIncompressibleLiquidThermodynamics(descriptions, register_it, out));

@@ -60,7 +60,8 @@ TEST(CliRealGasMaterials, ExplicitCriticalDataOfAMaterialGiveItsNumbers) {
 #else
     // N2's data as critical_properties.json holds them.
     const run_result a = run("saturation N2-real --T 80:120:10 --csv");
-    const run_result b = run("saturation --Tc 126.2 --pc 3390000 --Zc 0.2894 --omega 0.038 --M 0.028014 --T 80:120:10 --csv");
+    const run_result b =
+        run("saturation --Tc 126.2 --pc 3390000 --Zc 0.2894 --omega 0.038 --M 0.028014 --T 80:120:10 --csv");
     EXPECT_EQ(a.exit_code, 0);
     EXPECT_EQ(a.out, b.out);
     // The rgtable default rectangle of a material is its own (round(0.72 Tc) .. round(1.65 Tc)).

@@ -353,7 +353,8 @@ TEST(Descriptions, MediaAndOneMaterialMedia) {
 TEST(Descriptions, SchemaViolationsAreRefusedWithTheReason) {
     EXPECT_NE(refusal("not json").find("not valid JSON"), std::string::npos);
     EXPECT_NE(refusal(R"({"gases": []})").find("materials"), std::string::npos);
-    EXPECT_NE(refusal(R"({"materials": [{"identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "combustible"}]})")
+    EXPECT_NE(refusal(R"({"materials": [{"identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1",
+                                          "kind": "combustible"}]})")
                   .find("\"name\""),
               std::string::npos);
     EXPECT_NE(refusal(R"({"materials": [{"name": "x", "identifier": "nope", "kind": "combustible"}]})").find("GUID"),

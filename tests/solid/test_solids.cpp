@@ -113,7 +113,8 @@ TEST_F(solid_fixture, CachedByIdentifier) {
 TEST_F(solid_fixture, FromValues) {
     standalone_host::material_library named;
     named.add_text(R"({"materials": [{"name": "block", "identifier": "F0000000-0000-4000-8000-000000000009",
-        "kind": "combustible"}, {"name": "block2", "identifier": "F0000000-0000-4000-8000-00000000000A", "kind": "combustible"},
+        "kind": "combustible"},
+        {"name": "block2", "identifier": "F0000000-0000-4000-8000-00000000000A", "kind": "combustible"},
         {"name": "block3", "identifier": "F0000000-0000-4000-8000-00000000000B", "kind": "combustible"}]})",
                    "named");
     host_shared_array<double> seven(7);

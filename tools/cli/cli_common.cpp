@@ -86,8 +86,7 @@ builtin_data load_builtin_data(const data_directory& dir) {
             std::vector<std::shared_ptr<standalone_host::CJsonDescription>> alone;
             try {
                 alone = standalone_host::load_materials(file.string());
-            } catch (const std::exception&) {
-            }
+            } catch (const std::exception&) {}
             for (const auto& d : alone)
                 if (const auto it = file_of_name.find(d->name_utf8()); it != file_of_name.end())
                     throw command_error("material \"" + d->name_utf8() + "\" is defined in both " + it->second +
@@ -111,7 +110,8 @@ bool is_solid_kind(const std::string& kind) {
 
 std::shared_ptr<I_medium_physics> make_factory() {
     std::shared_ptr<I_medium_physics> factory;
-    if (create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()) != MP_STATUS_OK || !factory)
+    if (create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()) != MP_STATUS_OK ||
+        !factory)
         throw command_error("the factory could not be created");
     return factory;
 }
@@ -257,8 +257,10 @@ void print_library_lines(const std::vector<std::string>& lines, std::ostream& ou
     for (std::string text : lines) {
         while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
         const auto it = std::find_if(distinct.begin(), distinct.end(), [&](const auto& d) { return d.first == text; });
-        if (it != distinct.end()) ++it->second;
-        else distinct.emplace_back(std::move(text), 1);
+        if (it != distinct.end())
+            ++it->second;
+        else
+            distinct.emplace_back(std::move(text), 1);
     }
     for (const auto& [text, count] : distinct)
         out << "library: " << text << (count > 1 ? " (" + std::to_string(count) + " times)" : std::string()) << "\n";
@@ -323,9 +325,8 @@ standalone_host::medium_definition find_fluid_medium(builtin_data& data, const s
         } catch (const std::exception& e) {
             throw command_error(std::string("bad medium file: ") + e.what());
         }
-        std::vector<standalone_host::medium_definition> media(library.media().begin() +
-                                                                  static_cast<std::ptrdiff_t>(media_before),
-                                                              library.media().end());
+        std::vector<standalone_host::medium_definition> media(
+            library.media().begin() + static_cast<std::ptrdiff_t>(media_before), library.media().end());
         // A file without media may still hold one fluid material: that material alone is its medium.
         if (media.empty())
             for (std::size_t i = materials_before; i < library.materials().size(); ++i)
@@ -429,11 +430,13 @@ std::vector<std::string> notes_of(const open_fluid& fluid, const std::string& ar
 // ---- real-gas fluids ------------------------------------------------------------------------------------
 
 void add_real_gas_options(CLI::App* cmd, real_gas_request& r) {
-    cmd->add_option("FLUID", r.fluid, "A built-in real-gas fluid (CO2, N2, CH4, H2O, R134a, C3H8, ...), or none "
-                                      "with --Tc --pc --Zc --omega --M");
+    cmd->add_option("FLUID", r.fluid,
+                    "A built-in real-gas fluid (CO2, N2, CH4, H2O, R134a, C3H8, ...), or none "
+                    "with --Tc --pc --Zc --omega --M");
     cmd->add_option("--model", r.model, "Temperature function selector of the cubic (3: Soave)")->capture_default_str();
-    cmd->add_option("--Zc", r.Zc, "Critical compressibility (default: the fluid's; 1/3 with --model 3 is "
-                                  "Soave-Redlich-Kwong)");
+    cmd->add_option("--Zc", r.Zc,
+                    "Critical compressibility (default: the fluid's; 1/3 with --model 3 is "
+                    "Soave-Redlich-Kwong)");
     cmd->add_option("--Tc", r.Tc, "Critical temperature [K]");
     cmd->add_option("--pc", r.Pc, "Critical pressure [Pa]");
     cmd->add_option("--omega", r.omega, "Acentric factor");
@@ -464,7 +467,8 @@ constexpr double kGivenTcLow = 0.72, kGivenTcHigh = 1.65;
 
 // The name a real-gas material is asked for by: its name without "-real".
 std::string short_name(const std::string& name) {
-    if (name.size() > kRealSuffix.size() && name.compare(name.size() - kRealSuffix.size(), kRealSuffix.size(), kRealSuffix) == 0)
+    if (name.size() > kRealSuffix.size() &&
+        name.compare(name.size() - kRealSuffix.size(), kRealSuffix.size(), kRealSuffix) == 0)
         return name.substr(0, name.size() - kRealSuffix.size());
     return name;
 }
@@ -479,7 +483,8 @@ const material* find_real_gas(const builtin_data& data, const std::string& name)
 [[noreturn]] void unknown_fluid(const builtin_data& data, const std::string& name) {
     std::vector<std::pair<std::string, std::string>> fluids;  // the short name, the material's
     for (const auto& m : data.materials)
-        if (m.description->is_real_gas()) fluids.emplace_back(short_name(m.description->name_utf8()), m.description->name_utf8());
+        if (m.description->is_real_gas())
+            fluids.emplace_back(short_name(m.description->name_utf8()), m.description->name_utf8());
     std::sort(fluids.begin(), fluids.end());
     std::vector<std::string> short_names, names;
     for (const auto& [s, n] : fluids) {
@@ -548,7 +553,8 @@ real_gas_fluid resolve_real_gas_fluid(const real_gas_request& r) {
 real_gas_setup real_gas_generator(const real_gas_fluid& f, captured_log& log) {
     real_gas_setup setup;
     setup.generator = std::make_shared<CRGPropertyGenerator>();
-    if (!configure_rg_generator(*f.description, CHostString::from_utf8(f.name), *setup.generator, setup.data, nullptr)) {
+    if (!configure_rg_generator(*f.description, CHostString::from_utf8(f.name), *setup.generator, setup.data,
+                                nullptr)) {
         std::ostringstream message;
         message << "the data of " << f.name << " (" << f.origin << ") do not make an equation of state\n";
         print_library_lines(log.take(), message);
@@ -562,8 +568,8 @@ real_gas_setup real_gas_generator(const real_gas_fluid& f, captured_log& log) {
 }
 
 std::string describe_real_gas(const std::string& name, const rg_substance_parameters& q) {
-    return name + ": Tc = " + table_number(q.Tc) + " K, pc = " + table_number(q.Pc) + " Pa, Zc = " +
-           table_number(q.Zc) + ", omega = " + table_number(q.omega) + ", M = " + table_number(q.M) +
+    return name + ": Tc = " + table_number(q.Tc) + " K, pc = " + table_number(q.Pc) +
+           " Pa, Zc = " + table_number(q.Zc) + ", omega = " + table_number(q.omega) + ", M = " + table_number(q.M) +
            " kg/mol; cubic equation of state, model " + std::to_string(q.model);
 }
 

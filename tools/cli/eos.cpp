@@ -28,13 +28,12 @@ int run_eos(const real_gas_request& request, bool verbose) {
     const std::vector<std::string> lines = log.take();
     if (!ok) {
         print_library_lines(lines, std::cerr);
-        throw command_error("the state at p = " + exact_number(request.p) + " Pa, T = " + exact_number(request.T_point) +
-                            " K cannot be formed");
+        throw command_error("the state at p = " + exact_number(request.p) +
+                            " Pa, T = " + exact_number(request.T_point) + " K cannot be formed");
     }
     const auto number = request.csv ? exact_number : table_number;
     if (!request.csv) std::cout << describe_real_gas(f.name, setup.data) << "\n";
-    print_rows({"p [Pa]", "T [K]", "roots", "rho [kg/m3]", "h [J/kg]", "s [J/(kg K)]", "cp [J/(kg K)]", "a [m/s]",
-                "Z"},
+    print_rows({"p [Pa]", "T [K]", "roots", "rho [kg/m3]", "h [J/kg]", "s [J/(kg K)]", "cp [J/(kg K)]", "a [m/s]", "Z"},
                {{number(request.p), number(request.T_point), std::to_string(s.roots), number(s.rho), number(s.h),
                  number(s.s), number(s.cp), number(s.w), number(s.Z)}},
                request.csv);
@@ -46,15 +45,17 @@ int run_eos(const real_gas_request& request, bool verbose) {
 
 command register_eos(CLI::App& app, shared_options& shared) {
     auto request = std::make_shared<real_gas_request>();
-    auto* eos = app.add_subcommand("eos", "A real-gas fluid's single-phase state at p and T from the cubic equation of "
-                                          "state");
+    auto* eos = app.add_subcommand("eos",
+                                   "A real-gas fluid's single-phase state at p and T from the cubic equation of "
+                                   "state");
     add_real_gas_options(eos, *request);
     eos->add_option("--p", request->p, "Absolute pressure [Pa]")->required();
     eos->add_option("--T", request->T_point, "Temperature [K]")->required();
-    eos->footer("Columns: p [Pa], T [K], roots (volume roots of the cubic at p, T: 1 or 3), and of the stable "
-                "phase rho [kg/m3], h [J/kg] (ideal-gas enthalpy from 0 K), s [J/(kg K)] (ideal gas at 298.15 K, "
-                "101325 Pa), cp [J/(kg K)], a (speed of sound) [m/s], Z = p v/(R T). Needs the fluid's ideal-gas "
-                "heat capacity.");
+    eos->footer(
+        "Columns: p [Pa], T [K], roots (volume roots of the cubic at p, T: 1 or 3), and of the stable "
+        "phase rho [kg/m3], h [J/kg] (ideal-gas enthalpy from 0 K), s [J/(kg K)] (ideal gas at 298.15 K, "
+        "101325 Pa), cp [J/(kg K)], a (speed of sound) [m/s], Z = p v/(R T). Needs the fluid's ideal-gas "
+        "heat capacity.");
     return {eos, [eos, request, &shared] { return run_eos(note_given(eos, *request), shared.verbose); }};
 }
 

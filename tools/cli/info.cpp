@@ -47,8 +47,8 @@ int run_info(const std::string& data_option) {
                   << pad("identifier", id_width) << "  file\n";
         for (const auto& m : materials)
             std::cout << "  " << pad(m.description->name_utf8(), name_width) << "  "
-                      << pad(m.description->kind(), kind_width) << "  " << pad(m.identifier, id_width) << "  "
-                      << m.file << "\n";
+                      << pad(m.description->kind(), kind_width) << "  " << pad(m.identifier, id_width) << "  " << m.file
+                      << "\n";
     }
     if (!data.media.empty()) {
         std::cout << "\nBuilt-in media (a kind and its materials with their default mass fractions):\n";

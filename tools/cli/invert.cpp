@@ -37,8 +37,8 @@ int run_invert(const std::string& data_option, const invert_request& request, bo
     double rho = 0, T = 0, cp = 0, gamma = 0, M = 0, a = 0, mu = 0, lambda = 0, p = 0;
     fluid.solver->get_properties_p_H(request.H, request.p, Y.data(), request.G2, request.T0, &rho, &T, &cp, &gamma, &M,
                                      &a, &mu, &lambda, &p);
-    const std::vector<std::string> names = {"T [K]", "rho [kg/m3]", "cp [J/(kg K)]", "gamma", "M [kg/mol]",
-                                            "a [m/s]", "mu [Pa s]", "lambda [W/(m K)]", "p [Pa]"};
+    const std::vector<std::string> names = {"T [K]",   "rho [kg/m3]", "cp [J/(kg K)]",    "gamma", "M [kg/mol]",
+                                            "a [m/s]", "mu [Pa s]",   "lambda [W/(m K)]", "p [Pa]"};
     const std::vector<double> values = {T, rho, cp, gamma, M, a, mu, lambda, p};
     if (request.csv) {
         std::vector<std::string> row;
@@ -47,8 +47,8 @@ int run_invert(const std::string& data_option, const invert_request& request, bo
     } else {
         std::cout << describe(fluid.definition, Y) << "\n"
                   << "from H = " << table_number(request.H) << " J/kg at p = " << table_number(request.p)
-                  << " Pa, G2 = " << table_number(request.G2) << " kg2/(m4 s2), start T0 = "
-                  << table_number(request.T0) << " K:\n";
+                  << " Pa, G2 = " << table_number(request.G2) << " kg2/(m4 s2), start T0 = " << table_number(request.T0)
+                  << " K:\n";
         std::size_t width = 0;
         for (const auto& n : names) width = std::max(width, n.size());
         for (std::size_t i = 0; i < names.size(); ++i) {
@@ -75,11 +75,12 @@ command register_invert(CLI::App& app, shared_options& shared) {
     invert->add_option("--T0", r.T0, "Start temperature of the iteration [K]")->capture_default_str();
     invert->add_flag("--csv", r.csv, "Comma-separated values with a header row (library lines to stderr)");
     invert->add_option("--data", shared.data, data_help());
-    invert->footer("Prints T, rho, cp, gamma, M, a, mu, lambda and p as the library answers them, then every line "
-                   "the library logged while answering (\"library: ...\"). When the iteration fails the library "
-                   "answers the start temperature T0 and logs a warning; the command still succeeds. A non-Newtonian "
-                   "liquid's mu shows n/a (--csv: the library's 1e+40): see 'viscosity'.\n" +
-                   medium_footer());
+    invert->footer(
+        "Prints T, rho, cp, gamma, M, a, mu, lambda and p as the library answers them, then every line "
+        "the library logged while answering (\"library: ...\"). When the iteration fails the library "
+        "answers the start temperature T0 and logs a warning; the command still succeeds. A non-Newtonian "
+        "liquid's mu shows n/a (--csv: the library's 1e+40): see 'viscosity'.\n" +
+        medium_footer());
     return {invert, [request, &shared] { return run_invert(shared.data, *request, shared.verbose); }};
 }
 

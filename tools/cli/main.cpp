@@ -25,11 +25,12 @@
 
 int main(int argc, char** argv) {
     using namespace mp_cli;
-    CLI::App app{"medium-physics: the material-physics library's command-line program.\n"
-                 "Shows the medium kinds and built-in materials and media, the properties of a fluid or a solid, "
-                 "the viscosity curve of a non-Newtonian liquid, "
-                 "the saturation line and states of a real-gas fluid from the cubic equation of state, "
-                 "saves media into a factory stream, and explains the structure of a saved stream."};
+    CLI::App app{
+        "medium-physics: the material-physics library's command-line program.\n"
+        "Shows the medium kinds and built-in materials and media, the properties of a fluid or a solid, "
+        "the viscosity curve of a non-Newtonian liquid, "
+        "the saturation line and states of a real-gas fluid from the cubic equation of state, "
+        "saves media into a factory stream, and explains the structure of a saved stream."};
     app.set_version_flag("--version", MP_VERSION);
     app.require_subcommand(1);
     shared_options shared;
@@ -37,10 +38,10 @@ int main(int argc, char** argv) {
 
     // In the order the help lists them.
     const std::vector<command> commands = {
-        register_info(app, shared),       register_save(app, shared),      register_inspect(app, shared),
-        register_props(app, shared),      register_invert(app, shared),    register_viscosity(app, shared),
-        register_solid(app, shared),      register_saturation(app, shared), register_eos(app, shared),
-        register_rgtable(app, shared),    register_chemtable(app, shared),
+        register_info(app, shared),    register_save(app, shared),       register_inspect(app, shared),
+        register_props(app, shared),   register_invert(app, shared),     register_viscosity(app, shared),
+        register_solid(app, shared),   register_saturation(app, shared), register_eos(app, shared),
+        register_rgtable(app, shared), register_chemtable(app, shared),
     };
 
     try {

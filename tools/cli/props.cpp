@@ -52,29 +52,36 @@ int usage_error(const std::string& message) {
 command register_props(CLI::App& app, shared_options& shared) {
     auto request = std::make_shared<props_request>();
     props_request& r = *request;
-    auto* props = app.add_subcommand("props", "A fluid's properties at pressure p and one or more temperatures; "
-                                              "equilibrium air at density rho or pressure p");
-    props->add_option("MEDIUM", r.medium, medium_help() + "; or " + kEquilibriumAirName + ", air in chemical equilibrium")
+    auto* props = app.add_subcommand("props",
+                                     "A fluid's properties at pressure p and one or more temperatures; "
+                                     "equilibrium air at density rho or pressure p");
+    props
+        ->add_option("MEDIUM", r.medium,
+                     medium_help() + "; or " + kEquilibriumAirName + ", air in chemical equilibrium")
         ->required();
     // Required except for equilibrium-air, which takes --rho instead: checked after parsing.
-    props->add_option("--p", r.p,
-                      std::string("Absolute pressure [Pa]; required, except for ") + kEquilibriumAirName + " with --rho");
-    props->add_option("--rho", r.rho, std::string("Density [kg/m3]; only with ") + kEquilibriumAirName + ", instead of --p");
+    props->add_option(
+        "--p", r.p, std::string("Absolute pressure [Pa]; required, except for ") + kEquilibriumAirName + " with --rho");
+    props->add_option("--rho", r.rho,
+                      std::string("Density [kg/m3]; only with ") + kEquilibriumAirName + ", instead of --p");
     props->add_option("--T", r.T, "Temperature [K], or a range FROM:TO:STEP (TO included when reached)")
         ->required()
         ->check(range_syntax("T", "T|FROM:TO:STEP", "temperature"));
-    props->add_option("--Y", r.Y, "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
+    props
+        ->add_option("--Y", r.Y,
+                     "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
         ->delimiter(',')
         ->allow_extra_args(false);
     props->add_flag("--csv", r.csv, "Comma-separated values with a header row (library lines to stderr)");
     props->add_option("--data", shared.data, data_help());
-    props->footer("Columns: p [Pa], T [K], rho [kg/m3], h [J/kg], cp [J/(kg K)], gamma, M [kg/mol], a [m/s], "
-                  "mu [Pa s], lambda [W/(m K)]. The table shows 7 significant digits; --csv gives every value "
-                  "exactly (the shortest text that reads back as the same number). An incompressible liquid has "
-                  "no gamma, M or a: they are shown as 0; a compressible liquid has no M (0). A non-Newtonian "
-                  "liquid's viscosity needs a shear rate: mu shows n/a (--csv: the library's 1e+40); see "
-                  "'viscosity'. At most 100000 rows.\n" +
-                  medium_footer() + "\n" + equilibrium_air_footer());
+    props->footer(
+        "Columns: p [Pa], T [K], rho [kg/m3], h [J/kg], cp [J/(kg K)], gamma, M [kg/mol], a [m/s], "
+        "mu [Pa s], lambda [W/(m K)]. The table shows 7 significant digits; --csv gives every value "
+        "exactly (the shortest text that reads back as the same number). An incompressible liquid has "
+        "no gamma, M or a: they are shown as 0; a compressible liquid has no M (0). A non-Newtonian "
+        "liquid's viscosity needs a shear rate: mu shows n/a (--csv: the library's 1e+40); see "
+        "'viscosity'. At most 100000 rows.\n" +
+        medium_footer() + "\n" + equilibrium_air_footer());
 
     const auto run = [props, request, &shared] {
         props_request& args = *request;

@@ -111,9 +111,12 @@ void print_equilibrium_air_point(const equilibrium_air_point& point, const props
     const auto& e = point.engine.engine;
     const auto& t = point.table;
     std::cout << "T = " << table_number(e.T) << " K, ";
-    if (request.rho_given) std::cout << "rho = " << table_number(e.rho) << " kg/m3\n";
-    else std::cout << "p = " << table_number(request.p) << " Pa: rho = " << table_number(e.rho) << " kg/m3\n";
-    if (!tables) std::cout << "  (the built-in tables are not available in this build)\n";
+    if (request.rho_given)
+        std::cout << "rho = " << table_number(e.rho) << " kg/m3\n";
+    else
+        std::cout << "p = " << table_number(request.p) << " Pa: rho = " << table_number(e.rho) << " kg/m3\n";
+    if (!tables)
+        std::cout << "  (the built-in tables are not available in this build)\n";
     else if (!point.in_tables)
         std::cout << "  outside the tables (" << tables_range(tables->layout()) << "): the engine alone\n";
 
@@ -136,8 +139,10 @@ void print_equilibrium_air_point(const equilibrium_air_point& point, const props
         {"lambda [W/(m K)]", point.engine.conductivity_W_mK, &t.lambda},
     };
     std::vector<std::vector<std::string>> lines;
-    if (point.in_tables) lines.push_back({"", "engine", "tables", "difference"});
-    else lines.push_back({"", "engine"});
+    if (point.in_tables)
+        lines.push_back({"", "engine", "tables", "difference"});
+    else
+        lines.push_back({"", "engine"});
     for (const auto& q : quantities) {
         std::vector<std::string> cells = {q.name, table_number(q.engine)};
         if (point.in_tables && q.table != nullptr) {
@@ -198,8 +203,10 @@ std::string equilibrium_air_footer() {
 
 int run_props_equilibrium_air(const props_request& request, bool verbose) {
     // Which of --rho and --p is checked by the caller: that is the shape of the command line.
-    if (request.rho_given) require_positive("--rho", request.rho, "kg/m3");
-    else require_positive("--p", request.p, "Pa");
+    if (request.rho_given)
+        require_positive("--rho", request.rho, "kg/m3");
+    else
+        require_positive("--p", request.p, "Pa");
     if (request.Y_given)
         throw command_error(std::string("--Y: ") + kEquilibriumAirName +
                             " has a fixed composition (N2 0.79, O2 0.21 by mole before it reacts)");
@@ -232,9 +239,10 @@ int run_props_equilibrium_air(const props_request& request, bool verbose) {
             any_in_tables = any_in_tables || point.in_tables;
         }
         if (any_in_tables)
-            print_notes({"the tables' a is sqrt(p gamma/rho), as the hypersonic medium answers it; the engine's a is "
-                         "the equilibrium speed of sound, sqrt(kappa p/rho) with the isentropic exponent kappa, which "
-                         "is below gamma where the composition changes with density"});
+            print_notes(
+                {"the tables' a is sqrt(p gamma/rho), as the hypersonic medium answers it; the engine's a is "
+                 "the equilibrium speed of sound, sqrt(kappa p/rho) with the isentropic exponent kappa, which "
+                 "is below gamma where the composition changes with density"});
     }
     print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
     return kExitOk;

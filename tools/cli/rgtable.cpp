@@ -47,9 +47,13 @@ int run_rgtable(const real_gas_request& request, std::int32_t mode, bool verbose
             in.open(CHostString::from_utf8(request.load), u"r");
             std::uint8_t kind = 0;
             in.read(&kind, 1);
-            if (kind == 1) table = std::make_unique<C_2d_RG_property_regular>();
-            else if (kind == 2) table = std::make_unique<C_2d_RG_property_adaptable>();
-            else throw command_error(request.load + ": not a real-gas table file (kind byte " + std::to_string(kind) + ")");
+            if (kind == 1)
+                table = std::make_unique<C_2d_RG_property_regular>();
+            else if (kind == 2)
+                table = std::make_unique<C_2d_RG_property_adaptable>();
+            else
+                throw command_error(request.load + ": not a real-gas table file (kind byte " + std::to_string(kind) +
+                                    ")");
             if (!table->read(in, generator)) throw command_error(request.load + ": the table record is not readable");
         } catch (const command_error&) {
             throw;
@@ -68,8 +72,10 @@ int run_rgtable(const real_gas_request& request, std::int32_t mode, bool verbose
         // The rectangle of the data unless --p or --T say otherwise.
         const auto [p0, p1] = range_of(request.p_range, "--p", setup.data.pmin, setup.data.pmax);
         const auto [T0, T1] = range_of(request.T_range, "--T", setup.data.Tmin, setup.data.Tmax);
-        if (mode == 2) table = C_2d_RG_property_adaptable::around_saturation(generator, std::log(p0), std::log(p1), T0, T1);
-        else table = std::make_unique<C_2d_RG_property_regular>(generator, std::log(p0), std::log(p1), T0, T1);
+        if (mode == 2)
+            table = C_2d_RG_property_adaptable::around_saturation(generator, std::log(p0), std::log(p1), T0, T1);
+        else
+            table = std::make_unique<C_2d_RG_property_regular>(generator, std::log(p0), std::log(p1), T0, T1);
         if (T0 < setup.data.Tc && !table->fill_saturation_line(201))
             throw command_error("the saturation line of " + f.name + " could not be made");
     }
@@ -93,7 +99,8 @@ int run_rgtable(const real_gas_request& request, std::int32_t mode, bool verbose
         }
         const double er = std::fabs(got[0] / want[0] - 1.0);
         // enthalpy relative to its magnitude plus the scale R Tc, so that h near 0 does not blow up
-        const double eh = std::fabs(got[1] - want[1]) / (std::fabs(want[1]) + g.gas_constant() * g.critical_temperature());
+        const double eh =
+            std::fabs(got[1] - want[1]) / (std::fabs(want[1]) + g.gas_constant() * g.critical_temperature());
         rho_max = std::max(rho_max, er);
         h_max = std::max(h_max, eh);
         rho_sum += er * er;
@@ -125,9 +132,10 @@ int run_rgtable(const real_gas_request& request, std::int32_t mode, bool verbose
         print_library_lines(lines, std::cerr);
         return kExitOk;
     }
-    std::cout << name << ": " << (mode == 2 ? "adaptable" : "regular") << " table over p = "
-              << table_number(std::exp(table->x_begin())) << " .. " << table_number(std::exp(table->x_end()))
-              << " Pa, T = " << table_number(table->y_begin()) << " .. " << table_number(table->y_end()) << " K\n";
+    std::cout << name << ": " << (mode == 2 ? "adaptable" : "regular")
+              << " table over p = " << table_number(std::exp(table->x_begin())) << " .. "
+              << table_number(std::exp(table->x_end())) << " Pa, T = " << table_number(table->y_begin()) << " .. "
+              << table_number(table->y_end()) << " K\n";
     std::cout << "patches filled: " << filled << " of 100; memory (memory watcher): " << watched << " bytes ("
               << Cage::kProperties * Cage::kNodeCount * sizeof(double) << " bytes of node values per patch)\n";
     if (table->saturation_nodes() > 0)
@@ -153,23 +161,27 @@ struct rgtable_request {
 command register_rgtable(CLI::App& app, shared_options& shared) {
     auto request = std::make_shared<rgtable_request>();
     real_gas_request& r = request->fluid;
-    auto* rgtable = app.add_subcommand("rgtable", "Build (or load) a real-gas fluid's two-dimensional property table and "
-                                                  "measure its interpolation error");
+    auto* rgtable = app.add_subcommand("rgtable",
+                                       "Build (or load) a real-gas fluid's two-dimensional property table and "
+                                       "measure its interpolation error");
     add_real_gas_options(rgtable, r);
     rgtable->add_option("--p", r.p_range, "Pressure range FROM:TO [Pa] (default 1e5:2e7)");
     rgtable->add_option("--T", r.T_range, "Temperature range FROM:TO [K] (default 0.72 Tc : 1.65 Tc)");
-    rgtable->add_option("--mode", request->mode, "1: regular table (uniform patches), 2: adaptable (nodes placed near "
-                                                 "the saturation line)")
+    rgtable
+        ->add_option("--mode", request->mode,
+                     "1: regular table (uniform patches), 2: adaptable (nodes placed near "
+                     "the saturation line)")
         ->check(CLI::IsMember({1, 2}))
         ->capture_default_str();
     rgtable->add_option("--save", r.save, "Write the table (with the patches filled) to this file");
     rgtable->add_option("--load", r.load, "Read the table from this file instead of building it");
     rgtable->add_option("--samples", r.samples, "Random points of the error measure")->capture_default_str();
     rgtable->add_option("--seed", r.seed, "Seed of the random points")->capture_default_str();
-    rgtable->footer("Patches are filled as the random points reach them. Error columns: the largest and the RMS "
-                    "relative error of density and enthalpy (enthalpy relative to |h| + R Tc) against the generator's "
-                    "direct values, leaving out points near the saturation line and the critical point. --csv: one row "
-                    "patches_filled, bytes, rho_max_rel_err, rho_rms_rel_err, h_max_rel_err, h_rms_rel_err.");
+    rgtable->footer(
+        "Patches are filled as the random points reach them. Error columns: the largest and the RMS "
+        "relative error of density and enthalpy (enthalpy relative to |h| + R Tc) against the generator's "
+        "direct values, leaving out points near the saturation line and the critical point. --csv: one row "
+        "patches_filled, bytes, rho_max_rel_err, rho_rms_rel_err, h_max_rel_err, h_rms_rel_err.");
     const auto run = [rgtable, request, &shared] {
         return run_rgtable(note_given(rgtable, request->fluid), request->mode, shared.verbose);
     };

@@ -28,8 +28,8 @@ int run_saturation(const real_gas_request& request, bool verbose) {
     const double Tc = setup.data.Tc;
     for (const double T : temperatures)
         if (!(T < Tc))
-            throw command_error("--T " + request.T + ": " + exact_number(T) + " K is not below the critical temperature " +
-                                exact_number(Tc) + " K of " + f.name);
+            throw command_error("--T " + request.T + ": " + exact_number(T) +
+                                " K is not below the critical temperature " + exact_number(Tc) + " K of " + f.name);
     const CRGPropertyGenerator& g = *setup.generator;
     std::vector<std::string> lines = log.take();
 
@@ -66,18 +66,20 @@ int run_saturation(const real_gas_request& request, bool verbose) {
 
 command register_saturation(CLI::App& app, shared_options& shared) {
     auto request = std::make_shared<real_gas_request>();
-    auto* saturation = app.add_subcommand("saturation", "A real-gas fluid's saturation line from the cubic equation "
-                                                        "of state");
+    auto* saturation = app.add_subcommand("saturation",
+                                          "A real-gas fluid's saturation line from the cubic equation "
+                                          "of state");
     add_real_gas_options(saturation, *request);
     saturation->add_option("--T", request->T, "Temperature [K], or a range FROM:TO:STEP (TO included when reached)")
         ->required()
         ->check(range_syntax("T", "T|FROM:TO:STEP", "temperature"));
-    saturation->footer("Columns: T [K], psat [Pa], v_liquid and v_vapour [m3/kg] (the binodal by the equal-area "
-                       "rule), and the liquid and vapour spinodal pressures [Pa]. Temperatures must lie in (0, Tc). "
-                       "A row whose binodal fails shows \"failed\" (--csv: the library's zeros) and the library's lines "
-                       "follow the table (--csv: on stderr); the command still succeeds. Far below Tc a psat at the "
-                       "binodal's lowest pressure (about 1e-8 pc) is noted under the table. "
-                       "Critical data: the real-gas materials (see 'info'), built in " MP_DATA_DIR "/real_gases.json.");
+    saturation->footer(
+        "Columns: T [K], psat [Pa], v_liquid and v_vapour [m3/kg] (the binodal by the equal-area "
+        "rule), and the liquid and vapour spinodal pressures [Pa]. Temperatures must lie in (0, Tc). "
+        "A row whose binodal fails shows \"failed\" (--csv: the library's zeros) and the library's lines "
+        "follow the table (--csv: on stderr); the command still succeeds. Far below Tc a psat at the "
+        "binodal's lowest pressure (about 1e-8 pc) is noted under the table. "
+        "Critical data: the real-gas materials (see 'info'), built in " MP_DATA_DIR "/real_gases.json.");
     const auto run = [saturation, request, &shared] {
         return run_saturation(note_given(saturation, *request), shared.verbose);
     };

@@ -23,8 +23,8 @@ namespace {
 int run_save(const std::string& data_option, const std::string& output, const std::vector<std::string>& media,
              bool verbose) {
     // Resolve every name before anything is created, so that one run reports all unknown names.
-    const bool needs_materials = std::any_of(media.begin(), media.end(),
-                                             [](const std::string& m) { return m != kObsoleteCavitationName; });
+    const bool needs_materials =
+        std::any_of(media.begin(), media.end(), [](const std::string& m) { return m != kObsoleteCavitationName; });
     builtin_data data;
     if (needs_materials) data = load_builtin_data(resolve_data_directory(data_option));
     const std::vector<material>& materials = data.materials;
@@ -37,8 +37,10 @@ int run_save(const std::string& data_option, const std::string& output, const st
         }
         const auto it = std::find_if(materials.begin(), materials.end(),
                                      [&](const material& m) { return m.description->name_utf8() == name; });
-        if (it == materials.end()) unknown.push_back(name);
-        else chosen.push_back(&*it);
+        if (it == materials.end())
+            unknown.push_back(name);
+        else
+            chosen.push_back(&*it);
     }
     if (!unknown.empty()) {
         std::string message = unknown.size() > 1 ? "unknown media:" : "unknown medium:";
@@ -61,7 +63,8 @@ int run_save(const std::string& data_option, const std::string& output, const st
         if (chosen[i] == nullptr) {
             kind = "obsolete cavitation";
             fluid_ptr fluid;
-            call = {"CreateCavitationObsoleteThermodynamics", factory->CreateCavitationObsoleteThermodynamics(0.0, true, fluid)};
+            call = {"CreateCavitationObsoleteThermodynamics",
+                    factory->CreateCavitationObsoleteThermodynamics(0.0, true, fluid)};
             created = call.status == MP_STATUS_OK && fluid != nullptr;
         } else if (kind = chosen[i]->description->kind(); is_solid_kind(kind)) {
             // Solids are not registered media; the factory keeps their substance, and that is what a
@@ -133,10 +136,12 @@ command register_save(CLI::App& app, shared_options& shared) {
     save->add_option("MEDIUM", request->media,
                      "Built-in material names (see 'info'), or obsolete-cavitation; none: the empty set");
     save->add_option("--data", shared.data, data_help());
-    save->footer("The pseudo-medium 'obsolete-cavitation' is the obsolete cavitation placeholder (kind 10) that "
-                 "old projects hold; every build can create it, so it gives a non-empty stream to look at with "
-                 "'inspect'. A name given twice creates two media that share one substance.");
-    return {save, [request, &shared] { return run_save(shared.data, request->output, request->media, shared.verbose); }};
+    save->footer(
+        "The pseudo-medium 'obsolete-cavitation' is the obsolete cavitation placeholder (kind 10) that "
+        "old projects hold; every build can create it, so it gives a non-empty stream to look at with "
+        "'inspect'. A name given twice creates two media that share one substance.");
+    return {save,
+            [request, &shared] { return run_save(shared.data, request->output, request->media, shared.verbose); }};
 }
 
 }  // namespace mp_cli

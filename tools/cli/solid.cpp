@@ -123,15 +123,17 @@ command register_solid(CLI::App& app, shared_options& shared) {
     auto* solid = app.add_subcommand("solid", "A conducting solid's diffusion coefficient at temperature T");
     solid->add_option("MATERIAL", request->name, "A heat- or electro-conducting solid's name (see 'info')")->required();
     solid->add_option("--T", request->T, "Temperature [K]")->required();
-    solid->add_option("--axes", request->axes,
-                      "Principal axes a11,a12,a13,a21,...,a33 (row order, orthonormal rows); default: identity")
+    solid
+        ->add_option("--axes", request->axes,
+                     "Principal axes a11,a12,a13,a21,...,a33 (row order, orthonormal rows); default: identity")
         ->delimiter(',')
         ->allow_extra_args(false);
     solid->add_option("--data", shared.data, data_help());
-    solid->footer("Prints the anisotropy type (0 isotropic, 1 orthotropic, 2 anisotropic), the number of "
-                  "principal values and the values (W/(m K) for a heat-conducting, S/m for an electro-conducting "
-                  "solid), the axes, and for a heat-conducting solid its density, highest valid temperature and "
-                  "specific heat at T.");
+    solid->footer(
+        "Prints the anisotropy type (0 isotropic, 1 orthotropic, 2 anisotropic), the number of "
+        "principal values and the values (W/(m K) for a heat-conducting, S/m for an electro-conducting "
+        "solid), the axes, and for a heat-conducting solid its density, highest valid temperature and "
+        "specific heat at T.");
     const auto run = [solid, request, &shared] {
         return run_solid(shared.data, request->name, request->T, request->axes, solid->count("--axes") > 0,
                          shared.verbose);

@@ -75,7 +75,8 @@ int run_viscosity(const std::string& data_option, const viscosity_request& reque
     if (!fluid.non_newtonian)
         throw command_error("\"" + fluid.definition.name + "\" (kind " + fluid.definition.kind +
                             ") is not a non-Newtonian liquid: its viscosity does not depend on the shear rate; see "
-                            "'medium-physics props " + request.medium + " --p P --T T'");
+                            "'medium-physics props " +
+                            request.medium + " --p P --T T'");
     const std::vector<double> Y = mass_fractions_of(fluid.definition, request.Y, request.Y_given);
     log.discard();
 
@@ -113,17 +114,20 @@ command register_viscosity(CLI::App& app, shared_options& shared) {
                         "Logarithmic shear rates: --shear FROM:TO:POINTS gives FROM*10^(k/POINTS), k = 0, 1, ... "
                         "up to TO");
     viscosity->add_option("--p", r.p, "Absolute pressure [Pa]")->capture_default_str();
-    viscosity->add_option("--Y", r.Y, "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
+    viscosity
+        ->add_option("--Y", r.Y,
+                     "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
         ->delimiter(',')
         ->allow_extra_args(false);
     viscosity->add_flag("--csv", r.csv, "Comma-separated values with a header row (library lines to stderr)");
     viscosity->add_option("--data", shared.data, data_help());
-    viscosity->footer("Columns: shear [1/s], mu [Pa s], one row per shear rate, as the medium's viscosity law "
-                      "answers (get_non_newtonian_viscosity). Evenly spaced: --shear 0:100:10 gives 0, 10, ..., 100. "
-                      "Logarithmic: --shear 0.01:1000:2 --log gives 2 rates per decade, 0.01, 0.0316..., 0.1, ..., "
-                      "1000 (11 rows; FROM above 0, POINTS a whole number). Only non-Newtonian liquids "
-                      "(kind non_newtonian_liquid) have such a curve. At most 100000 rows.\n" +
-                      medium_footer());
+    viscosity->footer(
+        "Columns: shear [1/s], mu [Pa s], one row per shear rate, as the medium's viscosity law "
+        "answers (get_non_newtonian_viscosity). Evenly spaced: --shear 0:100:10 gives 0, 10, ..., 100. "
+        "Logarithmic: --shear 0.01:1000:2 --log gives 2 rates per decade, 0.01, 0.0316..., 0.1, ..., "
+        "1000 (11 rows; FROM above 0, POINTS a whole number). Only non-Newtonian liquids "
+        "(kind non_newtonian_liquid) have such a curve. At most 100000 rows.\n" +
+        medium_footer());
     const auto run = [viscosity, request, &shared] {
         request->Y_given = viscosity->count("--Y") > 0;
         return run_viscosity(shared.data, *request, shared.verbose);

@@ -788,6 +788,7 @@ int main(int argc, char** argv) {
     int status = 0;
     if (gases) status = std::max(status, deliver(checked.empty() ? output : checked, text, !checked.empty()));
     if (real_gases)
-        status = std::max(status, deliver(real_checked.empty() ? real_output : real_checked, real_text, !real_checked.empty()));
+        status = std::max(status,
+                          deliver(real_checked.empty() ? real_output : real_checked, real_text, !real_checked.empty()));
     return status;
 }
