@@ -66,6 +66,13 @@ double required_number(const nlohmann::json& m, const char* key) {
     return it->get<double>();
 }
 
+std::int64_t required_integer(const nlohmann::json& m, const char* key) {
+    const auto it = m.find(key);
+    if (it == m.end() || !it->is_number_integer())
+        throw std::runtime_error(std::string("missing integer field \"") + key + "\"");
+    return it->get<std::int64_t>();
+}
+
 // {"constant": number, "table": {"T": [...], "value": [...]}}, the table optional.
 void check_property(const nlohmann::json& m, const char* key, bool required) {
     const auto it = m.find(key);
@@ -183,6 +190,10 @@ std::int32_t CJsonDescription::query_interface(std::any& requested) {
         *p = std::shared_ptr<I_solid_description>(shared_from_this(), this);
         return 0;
     }
+    if (auto* p = std::any_cast<std::shared_ptr<I_real_gas_description>>(&requested); p != nullptr && is_real_gas()) {
+        *p = std::shared_ptr<I_real_gas_description>(shared_from_this(), this);
+        return 0;
+    }
     if (auto* p = std::any_cast<std::shared_ptr<IHostUnknown>>(&requested)) {
         *p = std::shared_ptr<IHostUnknown>(shared_from_this(), static_cast<IHostDescription*>(this));
         return 0;
@@ -269,6 +280,37 @@ std::int32_t CJsonDescription::get_anisotropy_flag() {
     return it != m.end() && it->is_number_integer() ? it->get<std::int32_t>() : 0;
 }
 
+double CJsonDescription::get_critical_temperature() { return number("Tc"); }
+double CJsonDescription::get_critical_pressure() { return number("pc"); }
+double CJsonDescription::get_critical_compressibility() { return number("Zc"); }
+double CJsonDescription::get_acentric_factor() { return number("omega"); }
+void CJsonDescription::get_ideal_gas_cp(host_property& p) { property("ideal_gas_cp", p); }
+std::int32_t CJsonDescription::get_model() { return static_cast<std::int32_t>(number("model")); }
+std::int32_t CJsonDescription::get_generator_kind() { return static_cast<std::int32_t>(number("generator_kind")); }
+void CJsonDescription::get_table_temperatures(double& T_min, double& T_max) {
+    pair("table_temperatures", T_min, T_max);
+}
+void CJsonDescription::get_table_pressures(double& p_min, double& p_max) { pair("table_pressures", p_min, p_max); }
+std::int32_t CJsonDescription::get_low_temperature_extension() {
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find("low_temperature_extension");
+    return it != m.end() && it->is_boolean() && it->get<bool>() ? 1 : 0;
+}
+double CJsonDescription::get_floor_temperature() { return number("floor_temperature"); }
+void CJsonDescription::get_data_source(CHostString& source) {
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find("source");
+    source = CHostString::from_utf8(it != m.end() && it->is_string() ? it->get<std::string>() : std::string());
+}
+
+void CJsonDescription::pair(const char* key, double& first, double& second) const {
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find(key);
+    const bool ok = it != m.end() && it->is_array() && it->size() == 2 && (*it)[0].is_number() && (*it)[1].is_number();
+    first = ok ? (*it)[0].get<double>() : 0.0;
+    second = ok ? (*it)[1].get<double>() : 0.0;
+}
+
 std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::string& material_json) {
     const auto m = nlohmann::json::parse(material_json, nullptr, false);
     if (m.is_discarded() || !m.is_object()) throw std::runtime_error("a material must be a JSON object");
@@ -319,6 +361,27 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
             required_number(m, "heat_value_b");
             check_property(m, "heat_parameter", true);
         }
+    }
+    if (d->is_real_gas()) {
+        for (const char* key : {"Tc", "pc", "molar_mass"})
+            if (!(required_number(m, key) > 0.0))
+                throw std::runtime_error(std::string("\"") + key + "\" must be positive");
+        required_number(m, "Zc");
+        required_number(m, "omega");
+        required_integer(m, "model");
+        if (m.contains("generator_kind")) required_integer(m, "generator_kind");
+        check_property(m, "ideal_gas_cp", false);
+        for (const char* key : {"table_temperatures", "table_pressures"}) {
+            const auto it = m.find(key);
+            if (it == m.end() || !it->is_array() || it->size() != 2 || !(*it)[0].is_number() || !(*it)[1].is_number() ||
+                !((*it)[0].get<double>() > 0.0) || !((*it)[1].get<double>() > (*it)[0].get<double>()))
+                throw std::runtime_error(std::string("\"") + key + "\" must be [low, high] with 0 < low < high");
+        }
+        const auto extension = m.find("low_temperature_extension");
+        if (extension == m.end() || !extension->is_boolean())
+            throw std::runtime_error("missing boolean field \"low_temperature_extension\"");
+        if (!(required_number(m, "floor_temperature") >= 0.0))
+            throw std::runtime_error("\"floor_temperature\" must not be negative");
     }
     d->m_json = m.dump();
     return d;
@@ -407,7 +470,8 @@ std::optional<medium_definition> material_library::find_medium(const std::string
 }
 
 std::int32_t create_medium(I_medium_physics& factory, const material_library& library, const medium_definition& medium,
-                           bool register_it, std::shared_ptr<I_fluid_thermodynamics>& out, std::string* why) {
+                           bool register_it, std::shared_ptr<I_fluid_thermodynamics>& out, std::string* why,
+                           factory_call* call) {
     const auto fail = [&](std::int32_t status, std::string reason) {
         if (why != nullptr) *why = std::move(reason);
         return status;
@@ -421,44 +485,68 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
                                " is " + medium.kind);
         descriptions[static_cast<std::int32_t>(i)] = material;
     }
-    std::int32_t status = 2;
-    if (medium.kind == "ideal_gas") status = factory.CreateIdealGasThermodynamics(descriptions, register_it, out);
-    else if (medium.kind == "perfect_gas") status = factory.CreatePerfectGasThermodynamics(descriptions, register_it, out);
+    factory_call made;
+    const auto calling = [&](const char* operation, std::int32_t status) {
+        made.operation = operation;
+        made.status = status;
+    };
+    // The media of one substance take its description alone.
+    const bool one = medium.substances.size() == 1;
+    if (medium.kind == "ideal_gas")
+        calling("CreateIdealGasThermodynamics", factory.CreateIdealGasThermodynamics(descriptions, register_it, out));
+    else if (medium.kind == "perfect_gas")
+        calling("CreatePerfectGasThermodynamics",
+                factory.CreatePerfectGasThermodynamics(descriptions, register_it, out));
     else if (medium.kind == "incompressible_liquid")
-        status = factory.CreateIncompressibleLiquidThermodynamics(descriptions, register_it, out);
+        calling("CreateIncompressibleLiquidThermodynamics",
+                factory.CreateIncompressibleLiquidThermodynamics(descriptions, register_it, out));
     else if (medium.kind == "non_newtonian_liquid")
-        status = factory.CreateNonNewtonianLiquidThermodynamics(descriptions, register_it, out);
+        calling("CreateNonNewtonianLiquidThermodynamics",
+                factory.CreateNonNewtonianLiquidThermodynamics(descriptions, register_it, out));
     else if (medium.kind == "compressible_liquid")
-        status = factory.CreateCompressibleLiquidThermodynamics(descriptions, register_it, out);
-    else if (medium.kind == "hypersonic_gas" && medium.substances.size() == 1)
-        status = factory.CreateHypersonicGasThermodynamics(descriptions[0], register_it, out);
-    if (status == 2) return fail(2, "media of kind " + medium.kind + " are not available in this build");
-    if (status != 0) return fail(status, "the factory could not create " + medium.name + " (see the log)");
+        calling("CreateCompressibleLiquidThermodynamics",
+                factory.CreateCompressibleLiquidThermodynamics(descriptions, register_it, out));
+    else if (medium.kind == "real_gas" && one)
+        calling("CreateRealGasThermodynamics",
+                factory.CreateRealGasThermodynamics(descriptions[0], description_array(), register_it, out));
+    else if (medium.kind == "hypersonic_gas" && one)
+        calling("CreateHypersonicGasThermodynamics",
+                factory.CreateHypersonicGasThermodynamics(descriptions[0], register_it, out));
+    else if (medium.kind == "combustible" && one)
+        calling("CreateCombustibleThermodynamics",
+                factory.CreateCombustibleThermodynamics(descriptions[0], MP_KIND_COMBUSTIBLE_PT, 0.0, 0, register_it,
+                                                        out));
+    if (call != nullptr) *call = made;
+    if (made.status == 2 || (made.status == 0 && !out))
+        return fail(2, "media of kind " + medium.kind + " are not available in this build");
+    if (made.status != 0) return fail(made.status, "the factory could not create " + medium.name + " (see the log)");
     return 0;
 }
 
 std::int32_t create_solid(I_medium_physics& factory, const material_library& library, const std::string& material,
                           const solid_axes& axes, std::shared_ptr<MED_PHYSICS::I_diffusion_coefficient>& out,
-                          std::string* why) {
+                          std::string* why, factory_call* call) {
     const auto fail = [&](std::int32_t status, std::string reason) {
         if (why != nullptr) *why = std::move(reason);
         return status;
     };
     const auto d = library.find_material(material);
     if (!d) return fail(3, "unknown material " + material);
-    std::int32_t status = 2;
+    factory_call made;
     if (d->kind() == "heatconducting_solid") {
         std::shared_ptr<MED_PHYSICS::I_heatconducting_solid> solid;
-        status = factory.CreateHeatConductingSolid(d, axes, solid);
+        made = {"CreateHeatConductingSolid", factory.CreateHeatConductingSolid(d, axes, solid)};
         out = solid;
     } else if (d->kind() == "electroconducting_solid") {
         std::shared_ptr<MED_PHYSICS::I_electroconducting_solid> solid;
-        status = factory.CreateElectroConductingSolid(d, axes, solid);
+        made = {"CreateElectroConductingSolid", factory.CreateElectroConductingSolid(d, axes, solid)};
         out = solid;
     } else {
         return fail(3, material + " is no solid (kind " + d->kind() + ")");
     }
-    if (status != 0) return fail(status, "the factory could not create " + material + " (see the log)");
+    if (call != nullptr) *call = made;
+    if (made.status == 0 && !out) return fail(3, "the factory created no " + material);
+    if (made.status != 0) return fail(made.status, "the factory could not create " + material + " (see the log)");
     return 0;
 }
 

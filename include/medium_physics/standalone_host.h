@@ -126,6 +126,13 @@ private:
 // law's parameters by the keys of I_non_newtonian_description}. A compressible liquid adds the
 // properties "tait_b" [Pa], "tait_c", "tait_n", "viscosity_pressure_coefficient" [1/Pa] and the
 // numbers "density_reference_pressure" [Pa] and "density_law" (0 logarithmic, 1 power).
+// A real gas ("real_gas", a pure substance on the cubic equation of state): "Tc" [K], "pc" [Pa],
+// "Zc", "omega" (acentric factor), "molar_mass" [kg/mol], "model" (the equation-of-state selector,
+// an integer), optionally "generator_kind" (0, the cubic equation of state, when absent), the
+// property "ideal_gas_cp" [J/(kg K)] (optional: without it only the saturation line and the
+// mechanical properties can be formed), "table_temperatures" [Tmin, Tmax] in K and
+// "table_pressures" [pmin, pmax] in Pa (the rectangle of its property table), the boolean
+// "low_temperature_extension" and "floor_temperature" [K] (0: half of Tmin).
 // A medium is {"name", "kind", "substances": [material names], "mass_fractions": [numbers]}.
 
 // One parsed material. It is the description the media read their substance from.
@@ -133,11 +140,12 @@ class MP_HOST_API CJsonDescription : public I_gas_description,
                                      public I_non_newtonian_description,
                                      public I_compressible_liquid_description,
                                      public I_solid_description,
+                                     public I_real_gas_description,
                                      public std::enable_shared_from_this<CJsonDescription> {
 public:
     ~CJsonDescription() override;
     // IHostDescription, and the description interface of the material's kind: I_gas_description,
-    // I_liquid_description or I_solid_description.
+    // I_liquid_description, I_solid_description or I_real_gas_description.
     std::int32_t query_interface(std::any& requested) override;
     void get_name(CHostString& name) override;
     void get_identifier(CHostString& identifier) override;
@@ -147,7 +155,7 @@ public:
     void get_conductivity(host_property& property) override;
     // Gases.
     void get_first_parameter(host_property& property) override;
-    double get_molar_mass() override;
+    double get_molar_mass() override;  // also real gases
     double get_gamma() override;
     // Liquids.
     void get_density(host_property& property) override;
@@ -172,6 +180,19 @@ public:
     void get_heat_parameter(host_property& property) override;
     void get_component(std::int32_t index, host_property& property) override;
     std::int32_t get_anisotropy_flag() override;
+    // Real gases.
+    double get_critical_temperature() override;
+    double get_critical_pressure() override;
+    double get_critical_compressibility() override;
+    double get_acentric_factor() override;
+    void get_ideal_gas_cp(host_property& property) override;
+    std::int32_t get_model() override;
+    std::int32_t get_generator_kind() override;
+    void get_table_temperatures(double& T_min, double& T_max) override;
+    void get_table_pressures(double& p_min, double& p_max) override;
+    std::int32_t get_low_temperature_extension() override;
+    double get_floor_temperature() override;
+    void get_data_source(CHostString& source) override;
 
     const std::string& kind() const noexcept { return m_kind; }
     const std::string& name_utf8() const noexcept { return m_name; }
@@ -183,6 +204,7 @@ public:
         return m_kind == "incompressible_liquid" || m_kind == "non_newtonian_liquid" || m_kind == "compressible_liquid";
     }
     bool is_solid() const noexcept { return m_kind == "heatconducting_solid" || m_kind == "electroconducting_solid"; }
+    bool is_real_gas() const noexcept { return m_kind == "real_gas"; }
 
     // Parses one material object; throws std::runtime_error with the reason when a field is
     // missing or malformed.
@@ -192,6 +214,7 @@ private:
     CJsonDescription() = default;
     void property(const char* key, host_property& out) const;
     double number(const char* key) const;
+    void pair(const char* key, double& first, double& second) const;
     std::string m_name, m_identifier, m_kind, m_json;
 };
 
@@ -225,19 +248,28 @@ private:
     std::vector<medium_definition> m_media;
 };
 
+// The factory operation that create_medium or create_solid called, and the status it answered.
+struct factory_call {
+    std::string operation;  // e.g. "CreateIdealGasThermodynamics"; empty when none serves the kind
+    std::int32_t status = 2;
+};
+
 // Creates `medium` through the factory operation of its kind, with the library's materials as
-// descriptions. 0 on success; 2 when this build cannot create the kind; 3 on failure (an unknown
-// material, or the factory's own failure). `why` (optional) receives the reason.
+// descriptions. 0 on success; 2 when this build cannot create the kind (also when the operation
+// answers 0 without a medium, as the combustible one does); 3 on failure (an unknown material, or
+// the factory's own failure). `why` (optional) receives the reason, `call` (optional) the
+// operation called and its own status.
 MP_HOST_API std::int32_t create_medium(I_medium_physics& factory, const material_library& library,
                                        const medium_definition& medium, bool register_it,
-                                       std::shared_ptr<I_fluid_thermodynamics>& out, std::string* why = nullptr);
+                                       std::shared_ptr<I_fluid_thermodynamics>& out, std::string* why = nullptr,
+                                       factory_call* call = nullptr);
 
 // Creates the solid named `material` (kind heatconducting_solid or electroconducting_solid) through
 // the factory with the given axes; `out` receives its conductivity interface. Status as above.
 MP_HOST_API std::int32_t create_solid(I_medium_physics& factory, const material_library& library,
                                       const std::string& material, const solid_axes& axes,
                                       std::shared_ptr<MED_PHYSICS::I_diffusion_coefficient>& out,
-                                      std::string* why = nullptr);
+                                      std::string* why = nullptr, factory_call* call = nullptr);
 
 // Parses a material file's text (its "materials"); throws std::runtime_error with the reason
 // (and the material's index) when it does not follow the schema.

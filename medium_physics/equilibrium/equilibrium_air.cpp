@@ -2,6 +2,8 @@
 // NASA TP-2002-211556, copied from data/thermo/air_species_nasa9.json digit for digit.
 #include "equilibrium/equilibrium_air.h"
 
+#include <algorithm>
+
 namespace mp::equilibrium::air {
 
 namespace {
@@ -120,6 +122,30 @@ const blottner_fit* viscosity_fits() noexcept {
 
 bool transport(double T, const double* x, double& mu, double& conductivity) noexcept {
     return wilke_eucken_transport(species(), viscosity_fits(), T, x, mu, conductivity);
+}
+
+void species_data_range(double& T_low, double& T_high) noexcept {
+    const species_set& set = species();
+    T_low = set.at(0).thermo.bounds[0];
+    T_high = set.at(0).thermo.bounds[set.at(0).thermo.range_count];
+    for (int j = 1; j < set.species_count(); ++j) {
+        const auto& thermo = set.at(j).thermo;
+        T_low = std::min(T_low, thermo.bounds[0]);
+        T_high = std::max(T_high, thermo.bounds[thermo.range_count]);
+    }
+}
+
+solution solve(const mixture& air, double T, given what, double value) noexcept {
+    solution out;
+    state st;
+    const status s = what == given::density ? air.solve_T_rho(T, value, st, false) : air.solve_T_p(T, value, st, false);
+    if (!succeeded(s))
+        out.reason = s == status::invalid_input ? failure::refused : failure::not_converged;
+    else if (!air.evaluate(st, out.engine))
+        out.reason = failure::not_evaluated;
+    else if (!transport(T, out.engine.x, out.viscosity_Pa_s, out.conductivity_W_mK))
+        out.reason = failure::no_transport;
+    return out;
 }
 
 }  // namespace mp::equilibrium::air

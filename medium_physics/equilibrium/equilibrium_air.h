@@ -18,6 +18,8 @@
 // only indicative. The conductivity is the frozen one (no reactive part).
 #pragma once
 
+#include <cstdint>
+
 #include "equilibrium/equilibrium.h"
 
 namespace mp::equilibrium::air {
@@ -53,5 +55,43 @@ mixture make_air() noexcept;
 const blottner_fit* viscosity_fits() noexcept;
 // Viscosity (Pa s) and frozen conductivity (W/(m K)) of air of mole fractions x at T.
 bool transport(double T_K, const double* x, double& viscosity_Pa_s, double& conductivity_W_mK) noexcept;
+
+// The temperatures the species data cover, in K: the lowest first bound and the highest last
+// bound over the species (200 and 20000 K). Beyond them the engine carries the end ranges on.
+void species_data_range(double& T_low_K, double& T_high_K) noexcept;
+
+// ---- one state of air in equilibrium, with its transport -------------------------------------------
+
+// What a solve is given besides the temperature.
+enum class given : std::int32_t {
+    density = 0,   // rho [kg/m3]
+    pressure = 1,  // p [Pa]
+};
+
+// Why solve() has no properties to give.
+enum class failure : std::int32_t {
+    none = 0,           // solved: the properties, viscosity and conductivity are set
+    refused = 1,        // the engine refused the input (NaN, T, rho or p not above 0)
+    not_converged = 2,  // the engine's iterations did not converge
+    not_evaluated = 3,  // the composition was solved but its properties could not be formed
+    no_transport = 4,   // the viscosity and conductivity of the composition could not be computed
+};
+
+struct solution {
+    // The engine's equilibrium properties: T [K], rho [kg/m3], p [Pa], e and h [J/kg] (enthalpies
+    // of formation included), cp [J/(kg K)], gamma = cp/cv, sound_speed [m/s], molar_mass
+    // [kg/mol], the mole fractions x in species() order, ... (see properties).
+    properties engine;
+    double viscosity_Pa_s = 0.0;
+    double conductivity_W_mK = 0.0;  // frozen
+    failure reason = failure::none;
+    bool solved() const noexcept { return reason == failure::none; }
+};
+
+// Air (a mixture from make_air()) in chemical equilibrium at T_K [K] and, as `what` says, the
+// density [kg/m3] or the pressure [Pa] `value`, solved from a cold start, with the viscosity and
+// frozen conductivity of the composition found. Unsolved, `reason` says why and the rest is not
+// to be used; the engine's own log lines go to the mixture's sink.
+solution solve(const mixture& air, double T_K, given what, double value) noexcept;
 
 }  // namespace mp::equilibrium::air

@@ -15,6 +15,10 @@ double table_layout::band_origin(std::int32_t b) const noexcept {
     return rho_low * std::pow(10.0, double(b) / double(bands_per_decade));
 }
 
+bool table_layout::contains(double T, double rho) const noexcept {
+    return T >= T_min && T <= T_max && rho >= rho_low && rho <= rho_high();
+}
+
 hypersonic_grid table_layout::band_grid(std::int32_t b) const noexcept {
     hypersonic_grid g;
     g.x1_min = T_min;
@@ -192,6 +196,14 @@ void table_set::state_T_rho(double T, double rho, double* r) const noexcept {
         return;
     }
     band(band_of_density(rho)).state_at(T, rho, 0.0, r);
+}
+
+bool table_set::values_inside(double T, double rho, table_values& out) const noexcept {
+    if (!ready() || !m_layout.contains(T, rho)) return false;
+    double r[CHypersonicBuiltInPG::kResultCount];
+    state_T_rho(T, rho, r);
+    out = {r[0], r[1], r[2], r[3], r[4], r[5], r[6], r[7]};
+    return true;
 }
 
 void table_set::state_p_T(double p, double T, double* r) const noexcept {

@@ -44,6 +44,21 @@ struct table_layout {
     double band_origin(std::int32_t b) const noexcept;
     double rho_high() const noexcept { return band_origin(bands); }
     bool valid() const noexcept;
+    // Whether (T [K], rho [kg/m3]) lies inside the tables: T_min..T_max and rho_low..rho_high(),
+    // the ends included.
+    bool contains(double T_K, double rho_kg_m3) const noexcept;
+};
+
+// The tables' values at one state (query 3 of the generator), by name.
+struct table_values {
+    double e = 0.0;       // J/kg, enthalpies of formation included
+    double p = 0.0;       // Pa
+    double a = 0.0;       // m/s, sqrt(p gamma/rho)
+    double gamma = 0.0;   // cp/cv, equilibrium
+    double cp = 0.0;      // J/(kg K), equilibrium
+    double M = 0.0;       // kg/mol, mean molar mass
+    double mu = 0.0;      // Pa s
+    double lambda = 0.0;  // W/(m K), frozen
 };
 
 // The layout of the built-in tables: 200..20000 K, 1e-6..100 kg/m3 in 32 bands.
@@ -85,6 +100,9 @@ public:
     void state_p_rho(double p, double rho, double* r) const noexcept;  // query 2: T, e, a, gamma, cp, M, mu, lambda
     void state_T_rho(double T, double rho, double* r) const noexcept;  // query 3: e, p, a, gamma, cp, M, mu, lambda
     void state_p_T(double p, double T, double* r) const noexcept;      // query 4: rho, e, a, gamma, cp, M, mu, lambda
+    // The values at (T [K], rho [kg/m3]) when the state lies inside the tables (layout().contains);
+    // false, `out` untouched, outside them or when the set holds no tables.
+    bool values_inside(double T_K, double rho_kg_m3, table_values& out) const noexcept;
 
     // Stream record: byte 1 (version), the layout (T_min, T_max, n1, rho_low, bands,
     // bands_per_decade, n2, the two tolerances), then every band's generator record. Reading

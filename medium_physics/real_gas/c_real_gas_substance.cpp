@@ -16,9 +16,8 @@ bool finite_positive(double v) { return std::isfinite(v) && v > 0.0; }
 
 }  // namespace
 
-bool C_real_gas_substance::init(const host_guid& identity, const CHostString& name,
-                                const rg_substance_parameters& q, IHostMessageSink* sink) {
-    C_substance_base::init(identity, name, sink);
+bool configure_rg_generator(const rg_substance_parameters& q, const CHostString& name, CRGPropertyGenerator& generator,
+                            IHostMessageSink* sink) {
     const std::string who = name.to_utf8();
     const bool usable = finite_positive(q.Tc) && finite_positive(q.Pc) && finite_positive(q.M) && q.Zc > 0.0 &&
                         q.Zc <= 1.0 / 3.0 + 1e-12 && std::isfinite(q.omega) && finite_positive(q.Tmin) &&
@@ -37,10 +36,63 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
                static_cast<int>(q.generator_kind));
         return false;
     }
+    generator.set_substance(q.Tc, q.Pc, q.M, q.Zc, q.omega, q.model);
+    if (q.ideal_gas_cp.size() > 0 || q.ideal_gas_cp.constant() > 0.0) generator.set_ideal_gas_cp(q.ideal_gas_cp);
+    return true;
+}
+
+bool configure_rg_generator(I_real_gas_description& d, const CHostString& name, CRGPropertyGenerator& generator,
+                            rg_substance_parameters& q, IHostMessageSink* sink) {
+    q = rg_substance_parameters{};
+    CHostString source;
+    d.get_data_source(source);
+    q.source = source.to_utf8();
+    q.Tc = d.get_critical_temperature();
+    q.Pc = d.get_critical_pressure();
+    q.Zc = d.get_critical_compressibility();
+    q.omega = d.get_acentric_factor();
+    q.M = d.get_molar_mass();
+    host_property cp;
+    d.get_ideal_gas_cp(cp);
+    if (!param_from_host(cp, q.ideal_gas_cp, name, "ideal-gas heat capacity", sink)) return false;
+    q.ideal_gas_cp.prepare_integral();
+    q.model = d.get_model();
+    const std::int32_t kind = d.get_generator_kind();
+    q.generator_kind = kind >= 0 && kind < 256 ? static_cast<std::uint8_t>(kind) : std::uint8_t{255};
+    d.get_table_temperatures(q.Tmin, q.Tmax);
+    d.get_table_pressures(q.pmin, q.pmax);
+    q.extension = d.get_low_temperature_extension() != 0;
+    q.Tfloor = d.get_floor_temperature();
+    return configure_rg_generator(q, name, generator, sink);
+}
+
+bool C_real_gas_substance::init(const host_guid& identity, const CHostString& name, const rg_substance_parameters& q,
+                                IHostMessageSink* sink) {
+    C_substance_base::init(identity, name, sink);
     auto generator = std::make_shared<CRGPropertyGenerator>();
-    generator->set_substance(q.Tc, q.Pc, q.M, q.Zc, q.omega, q.model);
-    generator->set_ideal_gas_cp(q.ideal_gas_cp);
-    m_generator = generator;
+    if (!configure_rg_generator(q, name, *generator, sink)) return false;
+    return adopt(std::move(generator), q, sink);
+}
+
+bool C_real_gas_substance::init_from_description(I_real_gas_description& d, IHostMessageSink* sink) {
+    if (!C_substance_base::init_from_description(d, sink)) return false;
+    auto generator = std::make_shared<CRGPropertyGenerator>();
+    rg_substance_parameters q;
+    if (!configure_rg_generator(d, name(), *generator, q, sink)) return false;
+    return adopt(std::move(generator), q, sink);
+}
+
+bool C_real_gas_substance::adopt(std::shared_ptr<CRGPropertyGenerator> generator, const rg_substance_parameters& q,
+                                 IHostMessageSink* sink) {
+    const std::string who = name().to_utf8();
+    if (!generator->has_ideal_gas_cp()) {
+        MP_LOG(sink, mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): %s: no ideal-gas heat capacity: the property table cannot be "
+               "made\n",
+               who.c_str());
+        return false;
+    }
+    m_generator = std::move(generator);
     m_source = CHostString::from_utf8(q.source);
     m_model = q.model;
     m_generator_kind = q.generator_kind;
@@ -62,31 +114,6 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
     }
     derive_extension();
     return true;
-}
-
-bool C_real_gas_substance::init_from_description(I_real_gas_description& d, IHostMessageSink* sink) {
-    if (!C_substance_base::init_from_description(d, sink)) return false;
-    rg_substance_parameters q;
-    CHostString source;
-    d.get_data_source(source);
-    q.source = source.to_utf8();
-    q.Tc = d.get_critical_temperature();
-    q.Pc = d.get_critical_pressure();
-    q.Zc = d.get_critical_compressibility();
-    q.omega = d.get_acentric_factor();
-    q.M = d.get_molar_mass();
-    host_property cp;
-    d.get_ideal_gas_cp(cp);
-    if (!param_from_host(cp, q.ideal_gas_cp, name(), "ideal-gas heat capacity", sink)) return false;
-    q.ideal_gas_cp.prepare_integral();
-    q.model = d.get_model();
-    const std::int32_t kind = d.get_generator_kind();
-    q.generator_kind = kind >= 0 && kind < 256 ? static_cast<std::uint8_t>(kind) : std::uint8_t{255};
-    d.get_table_temperatures(q.Tmin, q.Tmax);
-    d.get_table_pressures(q.pmin, q.pmax);
-    q.extension = d.get_low_temperature_extension() != 0;
-    q.Tfloor = d.get_floor_temperature();
-    return init(identity(), name(), q, sink);
 }
 
 bool C_real_gas_substance::build_table() {

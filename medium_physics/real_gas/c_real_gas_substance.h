@@ -47,6 +47,7 @@
 #include "framework/c_substance.h"
 
 class C_file_io;
+class CRGPropertyGenerator;
 class IRGPropertyGenerator;
 
 namespace I_fluid_condensation {
@@ -88,6 +89,22 @@ struct rg_substance_parameters {
     double Tfloor = 0.0;               // K; 0: half of Tmin
 };
 
+// Configures a cubic equation-of-state generator for the substance `name` from real-gas data:
+// checks them (Tc [K], Pc [Pa] and M [kg/mol] finite and above 0, 0 < Zc <= 1/3, omega finite,
+// 0 < Tmin < Tc, Tmin < Tmax, 0 < pmin < pmax [Pa], Tfloor >= 0 [K], generator kind 0), then sets
+// the substance and the model selector, and the ideal-gas heat capacity when the data give one
+// (a table, or a constant above 0 J/(kg K)); without one the generator forms the saturation line
+// and the mechanical properties only. False, with an ERROR line through `sink` and `generator`
+// unchanged, on data it cannot use.
+bool configure_rg_generator(const rg_substance_parameters& parameters, const CHostString& name,
+                            CRGPropertyGenerator& generator, IHostMessageSink* sink);
+// The same from a real-gas description (its name is `name`); `parameters` receives what the
+// description holds, the ideal-gas cp with its integral prepared. Also false, with an ERROR line,
+// when the description's cp table is malformed.
+bool configure_rg_generator(I_real_gas_description& description, const CHostString& name,
+                            CRGPropertyGenerator& generator, rg_substance_parameters& parameters,
+                            IHostMessageSink* sink);
+
 class C_real_gas_substance : public C_substance_base, public I_fluid_condensation::I_real_gas_substance {
 public:
     static constexpr double kGasConstant = 8.3144;  // J/(mol K), as the library's media use it
@@ -106,8 +123,9 @@ public:
     explicit C_real_gas_substance(std::int32_t mode = 1) : m_mode(mode == 2 ? 2 : 1) {}
     virtual ~C_real_gas_substance() = default;
 
-    // Makes the generator, its table and saturation line, and the extension constants. False
-    // (with an ERROR line in the host log) on unusable parameters or a generator kind not built.
+    // Makes the generator (configure_rg_generator), its table and saturation line, and the
+    // extension constants. False (with an ERROR line in the host log) on unusable parameters, a
+    // generator kind not built, or no ideal-gas heat capacity.
     bool init(const host_guid& identity, const CHostString& name, const rg_substance_parameters& parameters,
               IHostMessageSink* sink);
     // The same from a real-gas description.
@@ -146,6 +164,10 @@ public:
     double T_max() const noexcept { return m_constants[kTmax]; }
 
 private:
+    // Takes the configured generator and the parameters it was configured from, and makes the
+    // table, its saturation line and the extension constants.
+    bool adopt(std::shared_ptr<CRGPropertyGenerator> generator, const rg_substance_parameters& parameters,
+               IHostMessageSink* sink);
     // The table and its saturation line from the generator and the constants. False when the
     // constants cannot make one.
     bool build_table();

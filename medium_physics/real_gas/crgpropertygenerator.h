@@ -159,6 +159,9 @@ public:
     bool set_beta_above_critical(double dTr2, std::int32_t n2, const double* beta, double last_d1, double last_d2);
     // Ideal-gas heat capacity cp0(T) in J/(kg K); its integral is prepared here.
     void set_ideal_gas_cp(const c_1d_param& cp0);
+    // Whether an ideal-gas heat capacity is set: without one only the saturation line and the
+    // mechanical properties can be formed.
+    bool has_ideal_gas_cp() const noexcept { return m_has_cp0; }
 
     const rg_eos_record& record() const noexcept { return m_eos; }
     // Iteration limits of the binodal bisection and of the fits (1000 each; not saved). Lower

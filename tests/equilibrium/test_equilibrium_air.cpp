@@ -198,3 +198,37 @@ TEST(EquilibriumAirTransport, MatchesKineticTheoryOfTheBuiltInGases) {
     EXPECT_FALSE(air::transport(300.0, none, mu, k));
     EXPECT_FALSE(air::transport(std::nan(""), x_air, mu, k));
 }
+
+// solve(): a state the engine refuses or cannot solve says which, and a solved one carries the
+// engine's properties with the transport of its composition. At 1 atm and 300 K air is the ideal
+// gas of its molar mass (0.79 N2 + 0.21 O2 with the IUPAC 2007 atomic weights), and its viscosity
+// is within 7 % of air's 184.6e-7 Pa s (Incropera and DeWitt, Fundamentals of Heat and Mass
+// Transfer, Table A.4): Blottner's fits, made for high temperatures, run up to 6 % off here.
+TEST(EquilibriumAirSolve, SaysWhyAStateIsNotSolvedAndGivesTheTransportOfOneThatIs) {
+    const mixture a = air::make_air();
+    EXPECT_EQ(air::solve(a, 300.0, air::given::density, -1.0).reason, air::failure::refused);
+    EXPECT_EQ(air::solve(a, std::nan(""), air::given::pressure, 1e5).reason, air::failure::refused);
+    // Far above the species data (20000 K) the iterations find no equilibrium.
+    const air::solution hot = air::solve(a, 1e7, air::given::density, 1.225);
+    EXPECT_EQ(hot.reason, air::failure::not_converged);
+    EXPECT_FALSE(hot.solved());
+    double low = 0.0, high = 0.0;
+    air::species_data_range(low, high);
+    EXPECT_EQ(low, 200.0);
+    EXPECT_EQ(high, 20000.0);
+
+    const air::solution room = air::solve(a, 300.0, air::given::pressure, 101325.0);
+    ASSERT_TRUE(room.solved());
+    const double M = 0.79 * 2.0 * 14.0067e-3 + 0.21 * 2.0 * 15.9994e-3;
+    const double ideal = 101325.0 * M / (8.314462618 * 300.0);
+    EXPECT_LT(std::fabs(room.engine.rho / ideal - 1.0), 1e-6) << room.engine.rho;
+    EXPECT_LT(std::fabs(room.viscosity_Pa_s / 184.6e-7 - 1.0), 0.07) << room.viscosity_Pa_s;
+    double mu = 0.0, k = 0.0;
+    ASSERT_TRUE(air::transport(300.0, room.engine.x, mu, k));
+    EXPECT_EQ(room.viscosity_Pa_s, mu);
+    EXPECT_EQ(room.conductivity_W_mK, k);
+    // The density form at the density found gives the pressure back.
+    const air::solution back = air::solve(a, 300.0, air::given::density, room.engine.rho);
+    ASSERT_TRUE(back.solved());
+    EXPECT_LT(std::fabs(back.engine.p / 101325.0 - 1.0), 1e-9);
+}

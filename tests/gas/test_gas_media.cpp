@@ -366,10 +366,10 @@ TEST_F(gas_fixture, FactoryRefusesDescriptionsThatAreNoGases) {
     one[0] = library.find_material("air-perfect");
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(one, true, out), MP_STATUS_OK);  // a gas description is a gas
     standalone_host::material_library liquids;
-    liquids.add_text(R"({"materials": [{"name": "co2-real", "identifier": "B0000000-0000-4000-8000-000000000001",
-                          "kind": "real_gas"}]})",
+    liquids.add_text(R"({"materials": [{"name": "thin-air", "identifier": "B0000000-0000-4000-8000-000000000001",
+                          "kind": "combustible"}]})",
                      "others");
-    one[0] = liquids.find_material("co2-real");
+    one[0] = liquids.find_material("thin-air");
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(one, true, out), MP_STATUS_FAILURE);
     EXPECT_EQ(cap.count("a description is not of the medium's kind"), 1u);
     description_array missing(1);

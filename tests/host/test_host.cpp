@@ -264,7 +264,10 @@ const char* kGasFile = R"({"materials": [
     {"name": "air-perfect", "identifier": "1C2D3E4F-5A6B-4C7D-8E9F-A0B1C2D3E4F5", "kind": "perfect_gas",
      "molar_mass": 0.028965, "gamma": 1.4, "cp": {"constant": 1005.0}, "viscosity": {"constant": 1.8e-5},
      "conductivity": {"constant": 0.026}},
-    {"name": "co2-real", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "real_gas"}],
+    {"name": "co2-real", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "real_gas", "Tc": 304.2,
+     "pc": 7.39e6, "Zc": 0.275, "omega": 0.228, "molar_mass": 0.04401, "model": 3,
+     "table_temperatures": [219, 502], "table_pressures": [1e5, 2e7], "low_temperature_extension": true,
+     "floor_temperature": 0}],
   "media": [{"name": "nitrogen", "kind": "ideal_gas", "substances": ["N2"], "mass_fractions": [1.0]}]})";
 
 std::string refusal(const std::string& json) {
@@ -350,10 +353,11 @@ TEST(Descriptions, MediaAndOneMaterialMedia) {
 TEST(Descriptions, SchemaViolationsAreRefusedWithTheReason) {
     EXPECT_NE(refusal("not json").find("not valid JSON"), std::string::npos);
     EXPECT_NE(refusal(R"({"gases": []})").find("materials"), std::string::npos);
-    EXPECT_NE(refusal(R"({"materials": [{"identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "real_gas"}]})")
+    EXPECT_NE(refusal(R"({"materials": [{"identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1",
+                                          "kind": "combustible"}]})")
                   .find("\"name\""),
               std::string::npos);
-    EXPECT_NE(refusal(R"({"materials": [{"name": "x", "identifier": "nope", "kind": "real_gas"}]})").find("GUID"),
+    EXPECT_NE(refusal(R"({"materials": [{"name": "x", "identifier": "nope", "kind": "combustible"}]})").find("GUID"),
               std::string::npos);
     EXPECT_NE(refusal(material(R"("kind": "plasma")")).find("plasma"), std::string::npos);
     // Gas fields.
@@ -373,7 +377,91 @@ TEST(Descriptions, SchemaViolationsAreRefusedWithTheReason) {
         "substances": ["a", "b"], "mass_fractions": [1.0]}]})";
     EXPECT_NE(refusal(bad_medium).find("medium 0: \"mass_fractions\""), std::string::npos);
     const std::string twice = R"({"materials": [
-        {"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "real_gas"},
-        {"name": "x", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "real_gas"}]})";
+        {"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "combustible"},
+        {"name": "x", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "combustible"}]})";
     EXPECT_NE(refusal(twice).find("material 1: duplicate name x"), std::string::npos);
+}
+
+// A real-gas material answers the real-gas description (and no other), each field in its unit;
+// without "generator_kind" the cubic equation of state (0), without "ideal_gas_cp" no cp0 (no table,
+// the constant 0).
+TEST(Descriptions, RealGasMaterialsAnswerTheRealGasDescription) {
+    standalone_host::material_library library;
+    library.add_text(kGasFile, "gases.json");
+    const auto co2 = library.find_material("co2-real");
+    ASSERT_NE(co2, nullptr);
+    EXPECT_TRUE(co2->is_real_gas());
+    std::any request = std::shared_ptr<I_real_gas_description>();
+    ASSERT_EQ(co2->query_interface(request), MP_STATUS_OK);
+    const auto d = std::any_cast<std::shared_ptr<I_real_gas_description>>(request);
+    EXPECT_EQ(d->get_critical_temperature(), 304.2);
+    EXPECT_EQ(d->get_critical_pressure(), 7.39e6);
+    EXPECT_EQ(d->get_critical_compressibility(), 0.275);
+    EXPECT_EQ(d->get_acentric_factor(), 0.228);
+    EXPECT_EQ(d->get_molar_mass(), 0.04401);
+    EXPECT_EQ(d->get_model(), 3);
+    EXPECT_EQ(d->get_generator_kind(), 0);
+    double lo = 0.0, hi = 0.0;
+    d->get_table_temperatures(lo, hi);
+    EXPECT_EQ(lo, 219.0);
+    EXPECT_EQ(hi, 502.0);
+    d->get_table_pressures(lo, hi);
+    EXPECT_EQ(lo, 1e5);
+    EXPECT_EQ(hi, 2e7);
+    EXPECT_EQ(d->get_low_temperature_extension(), 1);
+    EXPECT_EQ(d->get_floor_temperature(), 0.0);
+    host_property cp;
+    d->get_ideal_gas_cp(cp);
+    EXPECT_EQ(cp.constant, 0.0);
+    EXPECT_EQ(cp.T.size(), 0);
+    std::any gas = std::shared_ptr<I_gas_description>();
+    EXPECT_EQ(co2->query_interface(gas), MP_STATUS_UNSUPPORTED);
+    std::any real = std::shared_ptr<I_real_gas_description>();
+    EXPECT_EQ(library.find_material("N2")->query_interface(real), MP_STATUS_UNSUPPORTED);
+
+    // The built-in file: six real gases, each with its cp0 table and its own source.
+    standalone_host::material_library builtin;
+    builtin.add_file(std::string(MP_SOURCE_DIR) + "/data/materials/real_gases.json");
+    ASSERT_EQ(builtin.materials().size(), 6u);
+    for (const auto& m : builtin.materials()) {
+        EXPECT_TRUE(m->is_real_gas()) << m->name_utf8();
+        host_property table;
+        m->get_ideal_gas_cp(table);
+        EXPECT_GT(table.T.size(), 50) << m->name_utf8();
+        CHostString source;
+        m->get_data_source(source);
+        EXPECT_NE(source.to_utf8().find("ideal-gas cp"), std::string::npos) << m->name_utf8();
+    }
+}
+
+TEST(Descriptions, MalformedRealGasMaterialsAreRefusedWithTheReason) {
+    const std::string good = R"("kind": "real_gas", "Tc": 304.2, "pc": 7.39e6, "Zc": 0.275, "omega": 0.228,
+        "molar_mass": 0.04401, "model": 3, "table_temperatures": [219, 502], "table_pressures": [1e5, 2e7],
+        "low_temperature_extension": true, "floor_temperature": 0)";
+    EXPECT_EQ(refusal(material(good)), "accepted");
+    // Each with one field taken out or spoilt, and the words of the reason.
+    const auto with = [&](const std::string& from, const std::string& to) {
+        std::string text = good;
+        const std::size_t at = text.find(from);
+        EXPECT_NE(at, std::string::npos) << from;
+        return material(text.replace(at, from.size(), to));
+    };
+    const std::pair<std::string, std::string> cases[] = {
+        {with(R"("Tc": 304.2, )", ""), "missing number field \"Tc\""},
+        {with(R"("pc": 7.39e6)", R"("pc": -1)"), "\"pc\" must be positive"},
+        {with(R"("Zc": 0.275, )", ""), "missing number field \"Zc\""},
+        {with(R"("model": 3)", R"("model": 3.5)"), "missing integer field \"model\""},
+        {with(R"("table_temperatures": [219, 502])", R"("table_temperatures": [502, 219])"),
+         "\"table_temperatures\" must be [low, high] with 0 < low < high"},
+        {with(R"("table_pressures": [1e5, 2e7])", R"("table_pressures": [1e5])"), "\"table_pressures\" must be"},
+        {with(R"("low_temperature_extension": true)", R"("low_temperature_extension": 1)"),
+         "missing boolean field \"low_temperature_extension\""},
+        {with(R"("floor_temperature": 0)", R"("floor_temperature": -5)"), "\"floor_temperature\" must not be negative"},
+        {with(R"("model": 3)", R"("model": 3, "ideal_gas_cp": {"table": {"T": [300], "value": [800]}})"),
+         "missing number field \"constant\""},
+    };
+    for (const auto& [text, reason] : cases) {
+        const std::string why = refusal(text);
+        EXPECT_NE(why.find("file.json: material 0: " + reason), std::string::npos) << why;
+    }
 }

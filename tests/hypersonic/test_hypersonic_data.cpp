@@ -149,3 +149,47 @@ TEST(HypersonicData, BuiltInPressureIsTheIdealGasLawBelowDissociation) {
         EXPECT_NEAR(r[5], M, 1e-9 * M) << "molar mass at T = " << T << " K, rho = " << rho << " kg/m3";
     }
 }
+
+// values_inside: at a node of the built-in tables the values are the engine's own there (the
+// generator stores the engine's solution at every node; 1e-8 leaves room for the warm start the
+// generation sweeps with), a is sqrt(p gamma/rho) of those values, the table's edges count as
+// inside, and a state outside the tables answers false with the values untouched.
+TEST(HypersonicTables, ValuesInsideAreTheEnginesAtANodeAndOutsideThereAreNone) {
+    namespace eq = mp::equilibrium;
+    constexpr double kNodeTolerance = 1e-8;
+    const auto tables = mp::hypersonic::builtin_tables();
+    ASSERT_NE(tables, nullptr);
+    const table_layout& layout = tables->layout();
+    const auto grid = layout.band_grid(12);
+    const double T = std::exp(grid.ln_x1_origin + 150 * grid.ln_x1_step);  // about 3600 K: O2 dissociates
+    const double rho = grid.x2_origin + 2 * grid.x2_step;
+    mp::hypersonic::table_values v;
+    ASSERT_TRUE(tables->values_inside(T, rho, v));
+    const eq::mixture air = eq::air::make_air();
+    eq::state st;
+    ASSERT_TRUE(eq::succeeded(air.solve_T_rho(T, rho, st, false)));
+    eq::properties pr;
+    ASSERT_TRUE(air.evaluate(st, pr));
+    EXPECT_LT(std::fabs(v.p / pr.p - 1.0), kNodeTolerance) << v.p << " " << pr.p;
+    EXPECT_LT(std::fabs(v.e - pr.e) / (std::fabs(pr.e) + 287.0 * T), kNodeTolerance) << v.e << " " << pr.e;
+    EXPECT_LT(std::fabs(v.cp / pr.cp - 1.0), kNodeTolerance);
+    EXPECT_LT(std::fabs(v.gamma / pr.gamma - 1.0), kNodeTolerance);
+    EXPECT_LT(std::fabs(v.M / pr.molar_mass - 1.0), kNodeTolerance);
+    EXPECT_LT(std::fabs(v.a * v.a * rho / (v.p * v.gamma) - 1.0), 1e-12);
+
+    // The corners are inside; a step beyond any edge is not, and leaves the values alone.
+    EXPECT_TRUE(layout.contains(layout.T_min, layout.rho_low));
+    EXPECT_TRUE(layout.contains(layout.T_max, layout.rho_high()));
+    const double outside[][2] = {{0.99 * layout.T_min, 1.0},
+                                 {1.01 * layout.T_max, 1.0},
+                                 {1000.0, 0.99 * layout.rho_low},
+                                 {1000.0, 1.01 * layout.rho_high()}};
+    for (const auto& state : outside) {
+        mp::hypersonic::table_values untouched;
+        untouched.p = -1.0;
+        EXPECT_FALSE(tables->values_inside(state[0], state[1], untouched)) << state[0] << " K, " << state[1];
+        EXPECT_EQ(untouched.p, -1.0);
+    }
+    // A set without tables has no values anywhere.
+    EXPECT_FALSE(table_set().values_inside(T, rho, v));
+}

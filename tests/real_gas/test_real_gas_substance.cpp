@@ -6,6 +6,7 @@
 
 #include <any>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <fstream>
 #include <string>
@@ -266,7 +267,7 @@ public:
     double get_acentric_factor() override { return q.omega; }
     double get_molar_mass() override { return q.M; }
     void get_ideal_gas_cp(host_property& p) override {
-        const std::int32_t n = q.ideal_gas_cp.size();
+        const std::int32_t n = with_cp ? q.ideal_gas_cp.size() : 0;
         p.T = host_shared_array<double>(n);
         p.value = host_shared_array<double>(n);
         for (std::int32_t i = 0; i < n; ++i) {
@@ -282,6 +283,7 @@ public:
     double get_floor_temperature() override { return 0.0; }
     void get_data_source(CHostString& s) override { s = u"test description"; }
     std::int32_t kind = 0;
+    bool with_cp = true;  // false: no table and the constant 0, a description without cp0
 };
 
 }  // namespace
@@ -315,4 +317,90 @@ TEST(RealGasSubstance, TmaxReadsTheLastNodeOfTheLine) {
     EXPECT_EQ(s.get_saturation_pressure(300.0), last);
     EXPECT_EQ(s.get_saturation_pressure(350.0), last);
     EXPECT_EQ(s.get_saturated_liquid_density(300.0), s.generator()->saturation_rho_liquid(300.0));
+}
+
+// configure_rg_generator, the one configuration of a generator from real-gas data that the
+// substance and the command line share: data it cannot use are refused with one ERROR line and
+// leave the generator as it was.
+TEST(RealGasConfiguration, BadCriticalDataAreRefusedWithAnErrorLineAndLeaveTheGenerator) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    struct bad_data {
+        const char* what;
+        void (*apply)(rg_substance_parameters&);
+    };
+    const bad_data cases[] = {
+        {"Zc above 1/3", [](rg_substance_parameters& q) { q.Zc = 0.34; }},
+        {"Zc zero", [](rg_substance_parameters& q) { q.Zc = 0.0; }},
+        {"Tc zero", [](rg_substance_parameters& q) { q.Tc = 0.0; }},
+        {"pc not a number", [](rg_substance_parameters& q) { q.Pc = nan; }},
+        {"M negative", [](rg_substance_parameters& q) { q.M = -0.044; }},
+        {"omega infinite", [](rg_substance_parameters& q) { q.omega = std::numeric_limits<double>::infinity(); }},
+        {"Tmin above Tc", [](rg_substance_parameters& q) { q.Tmin = 310.0; }},
+        {"pmax below pmin", [](rg_substance_parameters& q) { q.pmax = 0.5 * q.pmin; }},
+    };
+    for (const auto& c : cases) {
+        co2_description d;
+        c.apply(d.q);
+        standalone_host::log_capture cap;
+        CRGPropertyGenerator g;
+        rg_substance_parameters read;
+        EXPECT_FALSE(configure_rg_generator(d, u"CO2 (bad)", g, read, nullptr)) << c.what;
+        EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/real_gas/c_real_gas_substance.cpp("), 1u) << c.what;
+        EXPECT_EQ(cap.count("CO2 (bad): real-gas data not usable"), 1u) << c.what;
+        EXPECT_EQ(g.critical_temperature(), 0.0) << c.what;
+        EXPECT_FALSE(g.has_ideal_gas_cp()) << c.what;
+    }
+    // A malformed cp0 table is the description's fault too.
+    co2_description d;
+    d.q.ideal_gas_cp.set_table(0.0, {300.0, 300.0}, {800.0, 900.0});
+    standalone_host::log_capture cap;
+    CRGPropertyGenerator g;
+    rg_substance_parameters read;
+    EXPECT_FALSE(configure_rg_generator(d, u"CO2 (bad)", g, read, nullptr));
+    EXPECT_EQ(cap.count("ideal-gas heat capacity table needs strictly increasing temperatures"), 1u);
+}
+
+// Without cp0 (no table, the constant 0) the generator gets the equation of state only: its
+// saturation line is that of the full data, its caloric states cannot be formed, and a substance
+// refuses such data with an ERROR line.
+TEST(RealGasConfiguration, WithoutIdealGasCpOnlyTheMechanicalPartIsConfigured) {
+    co2_description full;
+    CRGPropertyGenerator with, without;
+    rg_substance_parameters read;
+    ASSERT_TRUE(configure_rg_generator(full, u"CO2", with, read, nullptr));
+    EXPECT_TRUE(with.has_ideal_gas_cp());
+    EXPECT_EQ(read.Tmin, 220.0);
+    EXPECT_EQ(read.ideal_gas_cp.size(), full.q.ideal_gas_cp.size());
+    co2_description bare;
+    bare.with_cp = false;
+    ASSERT_TRUE(configure_rg_generator(bare, u"CO2", without, read, nullptr));
+    EXPECT_FALSE(without.has_ideal_gas_cp());
+    EXPECT_EQ(without.saturation_ln_p(250.0), with.saturation_ln_p(250.0));
+    rg_state st;
+    EXPECT_FALSE(without.state_pT(1e5, 300.0, st));
+    standalone_host::log_capture cap;
+    EXPECT_FALSE(C_real_gas_substance(1).init_from_description(bare, nullptr));
+    EXPECT_EQ(cap.count("no ideal-gas heat capacity"), 1u);
+}
+
+// The built-in N2-real material (data/materials/real_gases.json) read by the standalone host and
+// configured by the library: at 1 bar and 300 K nitrogen is the ideal gas within 0.1 % (its second
+// virial coefficient, about -4.5 cm3/mol, makes Z = 0.9998), and cp0 at 300 K is the NASA value
+// that gases.json holds, 1039.7 J/(kg K), within 0.1 %.
+TEST(RealGasConfiguration, TheBuiltInNitrogenMaterialIsNearlyIdealAtOneBar) {
+    standalone_host::material_library library;
+    library.add_file(std::string(MP_SOURCE_DIR) + "/data/materials/real_gases.json");
+    const auto n2 = library.find_material("N2-real");
+    ASSERT_NE(n2, nullptr);
+    std::any request = std::shared_ptr<I_real_gas_description>();
+    ASSERT_EQ(n2->query_interface(request), MP_STATUS_OK);
+    const auto d = std::any_cast<std::shared_ptr<I_real_gas_description>>(request);
+    CRGPropertyGenerator g;
+    rg_substance_parameters read;
+    ASSERT_TRUE(configure_rg_generator(*d, u"N2-real", g, read, nullptr));
+    rg_state st;
+    ASSERT_TRUE(g.state_pT(1e5, 300.0, st));
+    const double ideal = 1e5 * 0.028014 / (8.314462618 * 300.0);
+    EXPECT_LT(rel(st.rho, ideal), 1e-3) << st.rho;
+    EXPECT_LT(rel(read.ideal_gas_cp.value(300.0), 1039.7), 1e-3) << read.ideal_gas_cp.value(300.0);
 }

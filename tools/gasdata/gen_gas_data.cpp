@@ -1,15 +1,20 @@
 // mp-gas-data: derives the built-in gas materials (data/materials/gases.json) from the published
-// coefficients in data/thermo/gas_coefficients.json.
+// coefficients in data/thermo/gas_coefficients.json, and the built-in real-gas materials
+// (data/materials/real_gases.json) from the critical data in data/thermo/critical_properties.json.
 //
 //   mp-gas-data --input data/thermo/gas_coefficients.json --output data/materials/gases.json
 //   mp-gas-data --input data/thermo/gas_coefficients.json --check data/materials/gases.json
+//   mp-gas-data --input data/thermo/gas_coefficients.json --critical data/thermo/critical_properties.json
+//               --real-gases-output data/materials/real_gases.json   (or --real-gases-check)
 //
 // The formulas and their references are described in data/thermo/README.md. The output text is
 // written here rather than by the JSON library so that it is fixed (key order, layout, "%.9g"
-// numbers): regenerating gives the same bytes, and --check compares text, line by line.
+// numbers for the gases, the shortest exact text for the real gases): regenerating gives the same
+// bytes, and --check compares text, line by line.
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -677,12 +682,23 @@ std::string quoted(const std::string& text) {
     return s + "\"";
 }
 
-void write_array(std::ostringstream& o, const std::vector<double>& values, const std::string& indent) {
+// The shortest text that reads back as the same double, floating point kept recognisable
+// (200 -> 200.0): the real-gas tables must reach the library bit for bit.
+std::string exact(double v) {
+    char buf[40];
+    const auto end = std::to_chars(buf, buf + sizeof buf, v).ptr;
+    std::string s(buf, end);
+    if (s.find_first_of(".e") == std::string::npos) s += ".0";
+    return s;
+}
+
+void write_array(std::ostringstream& o, const std::vector<double>& values, const std::string& indent,
+                 std::string (*format)(double) = number) {
     constexpr std::size_t per_line = 10;
     o << "[\n";
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (i % per_line == 0) o << indent << "  ";
-        o << number(values[i]);
+        o << format(values[i]);
         if (i + 1 < values.size()) o << (i % per_line == per_line - 1 ? ",\n" : ", ");
     }
     o << "\n" << indent << "]";
@@ -702,17 +718,23 @@ void write_property(std::ostringstream& o, const char* key, const Property& p, c
     o << "\n      }}";
 }
 
+// The lines every material begins with.
+void write_material_head(std::ostringstream& o, const std::string& name, const std::string& identifier,
+                         const std::string& kind, const std::string& source) {
+    o << "    {\n";
+    o << "      \"name\": " << quoted(name) << ",\n";
+    o << "      \"identifier\": " << quoted(identifier) << ",\n";
+    o << "      \"kind\": " << quoted(kind) << ",\n";
+    o << "      \"source\": " << quoted(source) << ",\n";
+}
+
 std::string render(const Inputs& in, const std::vector<Material>& materials) {
     const std::vector<double> T = in.grid.temperatures();
     std::ostringstream o;
     o << "{\n  \"materials\": [\n";
     for (std::size_t k = 0; k < materials.size(); ++k) {
         const Material& m = materials[k];
-        o << "    {\n";
-        o << "      \"name\": " << quoted(m.name) << ",\n";
-        o << "      \"identifier\": " << quoted(m.identifier) << ",\n";
-        o << "      \"kind\": " << quoted(m.kind) << ",\n";
-        o << "      \"source\": " << quoted(m.source) << ",\n";
+        write_material_head(o, m.name, m.identifier, m.kind, m.source);
         o << "      \"molar_mass\": " << number(m.molar_mass) << ",\n";
         o << "      \"gamma\": " << number(m.gamma) << ",\n";
         o << "      \"first_parameter\": {\"constant\": " << number(0.0) << "},\n";
@@ -731,6 +753,111 @@ std::string render(const Inputs& in, const std::vector<Material>& materials) {
         o << "], \"mass_fractions\": [";
         for (std::size_t i = 0; i < md.mass_fractions.size(); ++i) o << (i ? ", " : "") << number(md.mass_fractions[i]);
         o << "]}" << (k + 1 < in.media.size() ? "," : "") << "\n";
+    }
+    o << "  ]\n}\n";
+    return o.str();
+}
+
+// ---- real gases ------------------------------------------------------------------------------------
+//
+// One material of kind "real_gas" per substance of critical_properties.json: its critical data, the
+// model selector, the rectangle of its property table, the low-temperature extension, and the
+// ideal-gas cp as a table. A cp given as NASA 7-coefficient polynomials is tabulated every 10 K
+// over their ranges (cp = R/M cp/R with R of gas_coefficients.json), a cp table is taken as it
+// stands.
+
+// Soave's temperature function of the cubic (selector 3).
+constexpr int kRealGasModel = 3;
+// The table rectangle: pressures in Pa, temperatures as fractions of Tc rounded to whole kelvins,
+// from below the triple point of most fluids to well above the critical temperature.
+constexpr double kTablePressureLow = 1e5;
+constexpr double kTablePressureHigh = 2e7;
+constexpr double kTableTcLow = 0.72;
+constexpr double kTableTcHigh = 1.65;
+// The saturation line is extended below the table, down to half of its lowest temperature (0).
+constexpr bool kLowTemperatureExtension = true;
+constexpr double kFloorTemperature = 0.0;
+// Spacing of a cp table made from polynomials, K.
+constexpr double kCpStep = 10.0;
+
+struct RealGas {
+    std::string name, identifier, source;
+    double Tc = 0.0, pc = 0.0, Zc = 0.0, omega = 0.0, M = 0.0;  // K, Pa, -, -, kg/mol
+    std::vector<double> cp_T, cp;                               // K, J/(kg K)
+};
+
+std::vector<RealGas> read_real_gases(const nlohmann::ordered_json& j, const Constants& c) {
+    std::vector<RealGas> out;
+    std::set<std::string> names;
+    for (const auto& [key, e] : j.at("substances").items()) {
+        RealGas g;
+        g.name = e.at("material_name").get<std::string>();
+        g.identifier = e.at("identifier").get<std::string>();
+        if (!names.insert(g.name).second) fail(key + ": material name " + g.name + " given twice");
+        g.Tc = e.at("Tc").get<double>();
+        g.pc = e.at("Pc").get<double>();
+        g.Zc = e.at("Zc").get<double>();
+        g.omega = e.at("omega").get<double>();
+        g.M = e.at("M").get<double>();
+        for (const double v : {g.Tc, g.pc, g.Zc, g.M})
+            if (!std::isfinite(v) || v <= 0.0) fail(key + ": Tc, Pc, Zc and M must be positive");
+        const auto& cp = e.at("ideal_gas_cp");
+        g.source = e.at("source").get<std::string>() + "; ideal-gas cp: " + cp.at("source").get<std::string>();
+        if (cp.contains("table")) {
+            g.cp_T = cp.at("table").at("T").get<std::vector<double>>();
+            g.cp = cp.at("table").at("value").get<std::vector<double>>();
+            if (g.cp_T.size() < 2 || g.cp_T.size() != g.cp.size()) fail(key + ": the cp table needs one value per T");
+        } else {
+            const auto ranges = cp.at("temperature_ranges").get<std::vector<double>>();
+            const auto rows = cp.at("nasa7").get<std::vector<std::array<double, 7>>>();
+            if (rows.empty() || ranges.size() != rows.size() + 1) fail(key + ": ranges and polynomials do not match");
+            // Every 10 K over each range, the shared bound once; the expression in this order.
+            const double R = c.R / g.M;
+            for (std::size_t r = 0; r < rows.size(); ++r) {
+                const auto& a = rows[r];
+                const double from = ranges[r], to = ranges[r + 1];
+                const int n = static_cast<int>(std::lround((to - from) / kCpStep));
+                for (int i = r == 0 ? 0 : 1; i <= n; ++i) {
+                    const double t = from + (to - from) * i / n;
+                    g.cp_T.push_back(t);
+                    g.cp.push_back(R * (a[0] + t * (a[1] + t * (a[2] + t * (a[3] + t * a[4])))));
+                }
+            }
+            g.source += " (cp/R tabulated every " + exact(kCpStep) + " K over the polynomials' ranges, R = " +
+                        exact(c.R) + " J/(mol K))";
+        }
+        for (std::size_t i = 0; i < g.cp.size(); ++i)
+            if (!std::isfinite(g.cp[i]) || g.cp[i] <= 0.0 || (i > 0 && !(g.cp_T[i] > g.cp_T[i - 1])))
+                fail(key + ": the cp table needs rising temperatures and positive values");
+        g.source += "; derived by tools/gasdata from data/thermo/critical_properties.json (data/thermo/README.md)";
+        out.push_back(std::move(g));
+    }
+    return out;
+}
+
+std::string render_real_gases(const std::vector<RealGas>& gases) {
+    std::ostringstream o;
+    o << "{\n  \"materials\": [\n";
+    for (std::size_t k = 0; k < gases.size(); ++k) {
+        const RealGas& g = gases[k];
+        write_material_head(o, g.name, g.identifier, "real_gas", g.source);
+        o << "      \"Tc\": " << exact(g.Tc) << ",\n";
+        o << "      \"pc\": " << exact(g.pc) << ",\n";
+        o << "      \"Zc\": " << exact(g.Zc) << ",\n";
+        o << "      \"omega\": " << exact(g.omega) << ",\n";
+        o << "      \"molar_mass\": " << exact(g.M) << ",\n";
+        o << "      \"model\": " << kRealGasModel << ",\n";
+        o << "      \"table_temperatures\": [" << exact(std::round(kTableTcLow * g.Tc)) << ", "
+          << exact(std::round(kTableTcHigh * g.Tc)) << "],\n";
+        o << "      \"table_pressures\": [" << exact(kTablePressureLow) << ", " << exact(kTablePressureHigh) << "],\n";
+        o << "      \"low_temperature_extension\": " << (kLowTemperatureExtension ? "true" : "false") << ",\n";
+        o << "      \"floor_temperature\": " << exact(kFloorTemperature) << ",\n";
+        o << "      \"ideal_gas_cp\": {\"constant\": " << exact(0.0) << ", \"table\": {\n";
+        o << "        \"T\": ";
+        write_array(o, g.cp_T, "        ", exact);
+        o << ",\n        \"value\": ";
+        write_array(o, g.cp, "        ", exact);
+        o << "\n      }}\n    }" << (k + 1 < gases.size() ? "," : "") << "\n";
     }
     o << "  ]\n}\n";
     return o.str();
@@ -764,7 +891,7 @@ int check(const std::string& path, const std::string& expected) {
             std::cerr << path << ":" << line << ": differs from the regenerated data\n"
                       << "  file:        " << (more_a ? la : "<end of file>") << "\n"
                       << "  regenerated: " << (more_e ? le : "<end of file>") << "\n"
-                      << "Regenerate it with mp-gas-data --input <gas_coefficients.json> --output " << path << "\n";
+                      << "Regenerate it with mp-gas-data (see data/thermo/README.md)\n";
             return 1;
         }
     }
@@ -773,15 +900,30 @@ int check(const std::string& path, const std::string& expected) {
 }
 
 void usage(std::ostream& o) {
-    o << "usage: mp-gas-data --input gas_coefficients.json (--output gases.json | --check gases.json)\n"
-         "Derives the built-in gas materials from the published coefficients; --check regenerates in\n"
-         "memory and exits 1 if the file differs.\n";
+    o << "usage: mp-gas-data --input gas_coefficients.json [--output gases.json | --check gases.json]\n"
+         "                   [--critical critical_properties.json\n"
+         "                    (--real-gases-output real_gases.json | --real-gases-check real_gases.json)]\n"
+         "Derives the built-in gas materials from the published coefficients and the real-gas materials\n"
+         "from the critical data; a --check regenerates in memory and exits 1 if the file differs.\n";
+}
+
+// Writes `text` to `path`, or compares it with the file there (--check); the exit status.
+int deliver(const std::string& path, const std::string& text, bool check_only) {
+    if (check_only) return check(path, text);
+    std::ofstream f(path, std::ios::binary | std::ios::trunc);
+    f << text;
+    f.close();
+    if (!f) {
+        std::cerr << "mp-gas-data: cannot write " << path << "\n";
+        return 2;
+    }
+    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::string input, output, checked;
+    std::string input, output, checked, critical, real_output, real_checked;
     for (int i = 1; i < argc; ++i) {
         const std::string_view arg = argv[i];
         const auto value = [&](std::string& into) {
@@ -793,6 +935,9 @@ int main(int argc, char** argv) {
         if (arg == "--input") ok = value(input);
         else if (arg == "--output") ok = value(output);
         else if (arg == "--check") ok = value(checked);
+        else if (arg == "--critical") ok = value(critical);
+        else if (arg == "--real-gases-output") ok = value(real_output);
+        else if (arg == "--real-gases-check") ok = value(real_checked);
         else if (arg == "--help" || arg == "-h") {
             usage(std::cout);
             return 0;
@@ -802,29 +947,38 @@ int main(int argc, char** argv) {
             return 2;
         }
     }
-    if (input.empty() || output.empty() == checked.empty()) {
+    const bool gases = !output.empty() || !checked.empty();
+    const bool real_gases = !real_output.empty() || !real_checked.empty();
+    if (input.empty() || (!output.empty() && !checked.empty()) || (!real_output.empty() && !real_checked.empty()) ||
+        (!gases && !real_gases) || real_gases == critical.empty()) {
         usage(std::cerr);
         return 2;
     }
 
-    std::string text;
+    std::string text, real_text;
     try {
         const auto source = read_text(input);
         if (!source) fail("cannot read " + input);
         const Inputs in = read_inputs(json::parse(*source));
-        text = render(in, derive(in));
+        if (gases) text = render(in, derive(in));
+        if (real_gases) {
+            const auto data = read_text(critical);
+            if (!data) fail("cannot read " + critical);
+            try {
+                real_text = render_real_gases(read_real_gases(nlohmann::ordered_json::parse(*data), in.constants));
+            } catch (const std::exception& e) {
+                fail(critical + ": " + e.what());
+            }
+        }
     } catch (const std::exception& e) {
         std::cerr << "mp-gas-data: " << input << ": " << e.what() << "\n";
         return 2;
     }
 
-    if (!checked.empty()) return check(checked, text);
-    std::ofstream f(output, std::ios::binary | std::ios::trunc);
-    f << text;
-    f.close();
-    if (!f) {
-        std::cerr << "mp-gas-data: cannot write " << output << "\n";
-        return 2;
-    }
-    return 0;
+    int status = 0;
+    if (gases) status = std::max(status, deliver(checked.empty() ? output : checked, text, !checked.empty()));
+    if (real_gases)
+        status = std::max(status,
+                          deliver(real_checked.empty() ? real_output : real_checked, real_text, !real_checked.empty()));
+    return status;
 }
