@@ -26,8 +26,9 @@ bool C_real_gas_substance::init(const host_guid& identity, const CHostString& na
                         std::isfinite(q.pmax) && std::isfinite(q.Tfloor) && q.Tfloor >= 0.0;
     if (!usable) {
         MP_LOG(sink, mp::line_kind::error,
-                     "ERROR: MediumPhysics: %s(%d): %s: real-gas data not usable (critical data, molar mass, table "
-                     "limits Tmin < Tmax, 0 < pmin < pmax)\n", who.c_str());
+               "ERROR: MediumPhysics: %s(%d): %s: real-gas data not usable (critical data, molar mass, table "
+               "limits Tmin < Tmax, 0 < pmin < pmax)\n",
+               who.c_str());
         return false;
     }
     if (q.generator_kind != 0) {

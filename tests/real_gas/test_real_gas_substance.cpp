@@ -408,7 +408,8 @@ TEST(RealGasSubstance, SupercriticalNitrogenTableBuildsInBothModes) {
         EXPECT_EQ(s.get_property(150.0, 1e6, 1.0), s.get_property(200.0, 1e6, 1.0));
         // the extension's constants: R, the rest 0; the floor and T1 as for any table
         EXPECT_LT(rel(s.extension_constant(C_real_gas_substance::kR), R), 1e-15);
-        for (int k = 1; k < C_real_gas_substance::kExtensionConstants; ++k) EXPECT_EQ(s.extension_constant(k), 0.0) << k;
+        for (int k = 1; k < C_real_gas_substance::kExtensionConstants; ++k)
+            EXPECT_EQ(s.extension_constant(k), 0.0) << k;
         EXPECT_EQ(s.T_floor(), 100.0);
         EXPECT_EQ(s.get_T1(0.0), 200.0 - 0.25 * (200.0 - 100.0));
         EXPECT_EQ(cap.count("MediumPhysics"), 0u) << mode;

@@ -540,10 +540,10 @@ TEST(RgGenerator, LowPressureIsTheIdealGas) {
 // a, b, c are the generator's own at Tr: the equation is checked above, the roots and the choice
 // here.
 struct reference_phase {
-    int roots = 0;        // 1 or 3 (a double root counts once: it lies at a spinodal)
-    double Z = 0.0;       // of the stable phase
-    double Z_other = 0.0; // of the other phase (three roots)
-    double margin = 0.0;  // ln phi of the other phase minus the stable one's (three roots)
+    int roots = 0;         // 1 or 3 (a double root counts once: it lies at a spinodal)
+    double Z = 0.0;        // of the stable phase
+    double Z_other = 0.0;  // of the other phase (three roots)
+    double margin = 0.0;   // ln phi of the other phase minus the stable one's (three roots)
 };
 
 reference_phase stable_phase(const CRGPropertyGenerator& g, double Pr, double Tr) {
@@ -571,8 +571,10 @@ reference_phase stable_phase(const CRGPropertyGenerator& g, double Pr, double Tr
         for (;;) {
             const double mid = 0.5 * (lo + hi);
             if (mid <= lo || mid >= hi) break;
-            if ((P(mid) < 0.0) == rising) lo = mid;
-            else hi = mid;
+            if ((P(mid) < 0.0) == rising)
+                lo = mid;
+            else
+                hi = mid;
         }
         Z.push_back(0.5 * (lo + hi));
     }

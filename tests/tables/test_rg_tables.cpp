@@ -371,7 +371,8 @@ TEST(RgTable, ATableAboveTheCriticalTemperatureHasNoSaturationLine) {
     for (const double y0 : {Tend, 450.0}) {
         C_2d_RG_property_regular regular(g, 10.0, 20.0, y0, 600.0);
         auto adaptable = C_2d_RG_property_adaptable::around_saturation(g, 10.0, 20.0, y0, 600.0);
-        for (C_2d_RG_property* t : {static_cast<C_2d_RG_property*>(&regular), static_cast<C_2d_RG_property*>(adaptable.get())}) {
+        for (C_2d_RG_property* t :
+             {static_cast<C_2d_RG_property*>(&regular), static_cast<C_2d_RG_property*>(adaptable.get())}) {
             ASSERT_TRUE(t->fill_saturation_line(201)) << y0;
             EXPECT_FALSE(t->has_saturation_line());
             EXPECT_EQ(t->saturation_nodes(), 0);
@@ -383,7 +384,8 @@ TEST(RgTable, ATableAboveTheCriticalTemperatureHasNoSaturationLine) {
         }
         for (int m = 0; m < adaptable->strips(); ++m) EXPECT_EQ(adaptable->strip_kind(m), 1) << m;
         double out[4];
-        for (C_2d_RG_property* t : {static_cast<C_2d_RG_property*>(&regular), static_cast<C_2d_RG_property*>(adaptable.get())}) {
+        for (C_2d_RG_property* t :
+             {static_cast<C_2d_RG_property*>(&regular), static_cast<C_2d_RG_property*>(adaptable.get())}) {
             ASSERT_TRUE(t->lookup(10.5, 500.0, out));
             ASSERT_TRUE(t->lookup(19.5, 590.0, out));
         }
