@@ -22,11 +22,11 @@ bool configure_rg_generator(const rg_substance_parameters& q, const CHostString&
     const bool usable = finite_positive(q.Tc) && finite_positive(q.Pc) && finite_positive(q.M) && q.Zc > 0.0 &&
                         q.Zc <= 1.0 / 3.0 + 1e-12 && std::isfinite(q.omega) && finite_positive(q.Tmin) &&
                         q.Tmax > q.Tmin && std::isfinite(q.Tmax) && finite_positive(q.pmin) && q.pmax > q.pmin &&
-                        std::isfinite(q.pmax) && q.Tmin < q.Tc && std::isfinite(q.Tfloor) && q.Tfloor >= 0.0;
+                        std::isfinite(q.pmax) && std::isfinite(q.Tfloor) && q.Tfloor >= 0.0;
     if (!usable) {
         MP_LOG(sink, mp::line_kind::error,
                "ERROR: MediumPhysics: %s(%d): %s: real-gas data not usable (critical data, molar mass, table "
-               "limits Tmin < Tc, Tmin < Tmax, 0 < pmin < pmax)\n",
+               "limits Tmin < Tmax, 0 < pmin < pmax)\n",
                who.c_str());
         return false;
     }
@@ -135,6 +135,13 @@ void C_real_gas_substance::derive_extension() {
     const double R = kGasConstant / m_constants[kMolarMass];
     m_dTramp = 0.25 * (Tmin - m_Tfloor);
     m_T1 = Tmin - m_dTramp;
+    if (!t.has_saturation_line()) {
+        // nothing to continue below Tmin: the extension is off and its constants, but R, are 0
+        m_extension_on = 0;
+        std::fill(m_extension, m_extension + kExtensionConstants, 0.0);
+        m_extension[kR] = R;
+        return;
+    }
     const double L0 = t.saturation(C_2d_RG_property::kHVapour, Tmin) - t.saturation(C_2d_RG_property::kHLiquid, Tmin);
     const double p0 = std::exp(t.saturation(C_2d_RG_property::kLnPsat, Tmin));
     const double p1 = p0 * std::exp((1.0 / Tmin - 1.0 / m_T1) * L0 / R);
@@ -181,6 +188,7 @@ double C_real_gas_substance::get_saturated_vapour_density(double T) const noexce
 }
 
 double C_real_gas_substance::get_saturated_vapour_pv(double T) const noexcept {
+    if (!m_table->has_saturation_line()) return 0.0;
     if (below(T)) {
         const double Tmin = m_constants[kTmin];
         const double base = m_extension[kP0] / m_table->saturation(C_2d_RG_property::kRhoVapour, Tmin);
@@ -225,6 +233,7 @@ double C_real_gas_substance::get_vaporisation_entropy(double T) const noexcept {
 }
 
 double C_real_gas_substance::get_saturation_pressure(double T) const noexcept {
+    if (!m_table->has_saturation_line()) return 0.0;
     if (below(T)) {
         const double R = m_extension[kR];
         if (T >= m_T1) return m_extension[kP0] * std::exp((1.0 / m_constants[kTmin] - 1.0 / T) * m_extension[kL0] / R);
@@ -307,9 +316,10 @@ bool C_real_gas_substance::read(C_file_io& stream) {
     const bool usable = finite_positive(constants[kPmin]) && constants[kPmax] > constants[kPmin] &&
                         std::isfinite(constants[kPmax]) && finite_positive(constants[kTmin]) &&
                         constants[kTmax] > constants[kTmin] && std::isfinite(constants[kTmax]) &&
-                        constants[kTmin] < generator->critical_temperature() && finite_positive(constants[kMolarMass]) &&
+                        finite_positive(constants[kMolarMass]) && finite_positive(generator->critical_temperature()) &&
                         (m_extension_on == 0 || (m_dTramp > 0.0 && std::isfinite(m_dTramp)));
     if (!usable) return false;
     m_generator = generator;
-    return build_table();
+    // an extension needs the saturation line it continues
+    return build_table() && (m_extension_on == 0 || m_table->has_saturation_line());
 }

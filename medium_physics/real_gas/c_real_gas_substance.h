@@ -7,6 +7,13 @@
 // their nodes where the properties bend near the saturation line. The table rectangle is
 // [ln pmin, ln pmax] x [Tmin, Tmax]; its saturation line runs from Tmin to min(Tmax, Tc).
 //
+// A table wholly above the critical temperature (Tmin >= Tc - 1e-6 Tc: a supercritical gas, the
+// common case) has no saturation line. Then operations 0 to 8 answer 0 at every T (no
+// saturation; the generator answers 0 above Tc alike), the property lookup 9 works as always,
+// and the low-temperature extension is off whatever was asked (it continues a saturation line
+// that does not exist): below Tmin the lookups hold their values at Tmin, and of the extension
+// constants only R is set, the others 0 (T1, Tfloor and dTramp derived as usual).
+//
 // The saturation-line operations (I_fluid_condensation::I_real_gas_substance), each of T in K:
 //   0  saturated vapour density (kg/m3)
 //   1  p v of the saturated vapour, psat/rho_v (J/kg); below Tmin the value at Tmin scaled by
@@ -125,7 +132,8 @@ public:
 
     // Makes the generator (configure_rg_generator), its table and saturation line, and the
     // extension constants. False (with an ERROR line in the host log) on unusable parameters, a
-    // generator kind not built, or no ideal-gas heat capacity.
+    // generator kind not built, or no ideal-gas heat capacity. Tmin may lie above Tc (a table
+    // without a saturation line, see above).
     bool init(const host_guid& identity, const CHostString& name, const rg_substance_parameters& parameters,
               IHostMessageSink* sink);
     // The same from a real-gas description.
@@ -149,7 +157,8 @@ public:
     // extension byte; T1, Tfloor, the eight extension doubles, dTramp.
     void write(C_file_io& stream) const;
     // False on a version other than 1, a generator kind not built, a generator record it refuses,
-    // or constants that cannot make a table; the table and its saturation line are rebuilt.
+    // constants that cannot make a table, or the extension on for a table without a saturation
+    // line; the table and its saturation line are rebuilt.
     bool read(C_file_io& stream);
 
     std::int32_t mode() const noexcept { return m_mode; }
@@ -158,6 +167,8 @@ public:
     double constant(int place) const noexcept { return m_constants[place]; }
     double extension_constant(int place) const noexcept { return m_extension[place]; }
     bool extension_on() const noexcept { return m_extension_on != 0; }
+    // False for a table wholly above the critical temperature.
+    bool has_saturation_line() const noexcept { return m_table->has_saturation_line(); }
     double T_floor() const noexcept { return m_Tfloor; }
     double ramp_width() const noexcept { return m_dTramp; }
     double T_min() const noexcept { return m_constants[kTmin]; }

@@ -15,8 +15,14 @@ constexpr double kUniversalR = 8.3144;
 // |c| below this takes the c -> 0 limit of the attraction term: ln(v/(v+c))/c would lose every
 // digit to cancellation.
 constexpr double kSmallC = 1e-8;
-// Reduced pressures below this are zero pressure: the cubic's s = Tr/Pr would overflow.
+// Below this reduced pressure the volume roots are not taken from the cubic, whose vapour root
+// s = Tr/Pr outgrows the other two by eight orders and more: the liquid and middle roots come from
+// the cubic's zero-pressure limit, the quadratic, and the vapour root from its own iteration.
 constexpr double kZeroPr = 1e-8;
+// Steps of the vapour-root iteration v = b + Tr/(Pr + Tr a/(v (v + c))) from v = b + Tr/Pr: it
+// contracts by about 2 a Pr/Tr (below 1e-6 wherever it is used), so the second step is already
+// exact to rounding.
+constexpr int kVapourRootSteps = 3;
 // Reduced temperatures within this of 1 are the critical point itself.
 constexpr double kCriticalTr = 1e-8;
 // Above Tr = 1 + this there is no saturation.
@@ -293,12 +299,28 @@ std::int32_t CRGPropertyGenerator::RK_Phi_PrTr(double Pr, double Tr, double root
     const double s = Tr / Pr;
     double r[3];
     int n;
-    if (std::fabs(Pr) > kZeroPr) n = mp::roots::solve_cubic(c - b - s, -((c - a) * s + c * b), -a * b * s, r);
+    const bool cubic = std::fabs(Pr) > kZeroPr;
+    if (cubic) n = mp::roots::solve_cubic(c - b - s, -((c - a) * s + c * b), -a * b * s, r);
     else n = mp::roots::solve_quadratic(c - a, a * b, r);
     // the solvers give their roots ascending, so the kept ones stay sorted
     int kept = 0;
     for (int i = 0; i < n; ++i)
         if (r[i] > b) r[kept++] = r[i];
+    if (!cubic && Pr > 0.0) {
+        // The quadratic is the isotherm at zero pressure: it has the liquid and middle roots where
+        // the isotherm dips below zero (a double root where it touches) and none where it stays
+        // above, and never the vapour root, which a small positive pressure brings in from infinity.
+        double v = b + s;
+        for (int k = 0; k < kVapourRootSteps; ++k) v = b + Tr / (Pr + Tr * a / (v * (v + c)));
+        if (kept == 0) {
+            roots[0] = v;
+            return 1;
+        }
+        roots[0] = r[0];
+        roots[1] = r[kept - 1];
+        roots[2] = v;
+        return 3;
+    }
     if (kept == 0) {
         MP_LOG(m_sink.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): RK_Phi_PrTr\n");
         roots[0] = s;
@@ -455,7 +477,7 @@ bool CRGPropertyGenerator::state_Tv(double T, double vr, rg_state& out) const no
     const double Tr = T / Tc;
     const rg_temperature_functions tf = temperature_functions(Tr);
     const double a = tf.f[0] * m_eos.Omega_a, b = tf.f[1] * m_eos.Omega_b, c = tf.f[2] * m_eos.eps;
-    if (!(vr > b)) return false;
+    if (!(vr > b) || !std::isfinite(vr)) return false;
     double F, FT, FTT;
     residual(Tr, vr, tf, F, FT, FTT);
     const double vb = vr - b;

@@ -224,7 +224,10 @@ public:
     double pressure(double vr, double Tr) const noexcept;
     double pressure_slope(double vr, double Tr) const noexcept;  // dPr/dvr at constant Tr
     // Volume roots at (Pr, Tr): 1 or 3 values ascending (a double root appears twice); on no
-    // admissible root logs "RK_Phi_PrTr" and gives the ideal-gas volume Tr/Pr.
+    // admissible root logs "RK_Phi_PrTr" and gives the ideal-gas volume Tr/Pr. Up to Pr = 1e-8 the
+    // liquid and middle roots are those of the isotherm at zero pressure (a quadratic) and the
+    // vapour root comes from a fixed-point iteration; at zero or negative Pr there is no vapour
+    // root and the roots above b are returned as they are (one or two; none is the case above).
     std::int32_t RK_Phi_PrTr(double Pr, double Tr, double roots[3]) const noexcept;
     // Integral of Pr dvr along the isotherm Tr from vr1 to vr2.
     double work_integral(double Tr, double vr1, double vr2) const noexcept;

@@ -116,8 +116,15 @@ double C_2d_RG_property::saturation_slope(int a, double T) const noexcept {
 bool C_2d_RG_property::fill_saturation_line(std::int32_t n) {
     if (m_fill == nullptr || n < 2 || n > kMaxSaturationNodes) return false;
     m_Tc = m_fill->critical_temperature();
-    // the line ends just short of the critical point, where the two phases still differ
-    const double Tend = std::min(m_y1, m_Tc * (1.0 - 1e-6));
+    const double Tc_end = m_Tc * kSaturationEndFraction;
+    if (m_y0 >= Tc_end) {
+        // wholly supercritical: no two phases anywhere in the table
+        for (auto& a : m_line) a.release();
+        m_Tend = m_dT = m_inverse_dT = 0.0;
+        m_n = 0;
+        return true;
+    }
+    const double Tend = std::min(m_y1, Tc_end);
     if (!(Tend > m_y0)) return false;
     mp::pooled_array<double> line[kSaturationArrays];
     for (auto& a : line)
@@ -324,9 +331,9 @@ std::unique_ptr<C_2d_RG_property_adaptable> C_2d_RG_property_adaptable::around_s
         kinds[m] = 1;
     }
     // strips reaching up to the critical pressure and below: the saturation line can cross them
-    // when the temperatures reach below the critical one
+    // when the table has one
     for (std::int32_t m = 0; m < kPatches; ++m)
-        if (boundaries[m] <= critical_x && y0 < critical_y) kinds[m] = 2;
+        if (boundaries[m] <= critical_x && y0 < critical_y * kSaturationEndFraction) kinds[m] = 2;
     kinds[kPatches] = kinds[kPatches - 1];
     auto table = std::make_unique<C_2d_RG_property_adaptable>(std::move(generator), boundaries, kinds, kPatches, y0, y1);
     table->m_critical_x = critical_x;

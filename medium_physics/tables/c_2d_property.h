@@ -18,7 +18,10 @@
 // generator arrays are, in order: ln psat, liquid and vapour density, liquid and vapour enthalpy,
 // liquid and vapour entropy, liquid and vapour spinodal pressure. The two derived arrays are the
 // node temperatures (the last one set to Tend exactly) and the cell index of each node (k, with
-// the last node given N - 2, so that a lookup at Tend uses the last cell).
+// the last node given N - 2, so that a lookup at Tend uses the last cell). A table that starts at
+// or above that end (wholly supercritical: y0 >= Tc - 1e-6 Tc) has no saturation line: no nodes,
+// Tend = 0, and every saturation array reads 0 there, as the generator's own saturation
+// operations do above Tc; it is saved and read like any other table.
 #pragma once
 
 #include <atomic>
@@ -36,6 +39,9 @@ class C_2d_RG_property {
 public:
     static constexpr std::int32_t kPatches = 10;
     static constexpr std::int32_t kGeneratorArrays = 9;
+    // The saturation line ends at this fraction of Tc, where the two phases still differ; a table
+    // from this temperature up has none.
+    static constexpr double kSaturationEndFraction = 1.0 - 1e-6;
     enum saturation_array : int {
         kLnPsat = 0, kRhoLiquid, kRhoVapour, kHLiquid, kHVapour, kSLiquid, kSVapour, kSpinodalLiquid,
         kSpinodalVapour, kNodeTemperature, kCellIndex, kSaturationArrays = 11,
@@ -66,9 +72,12 @@ public:
     double saturation(int a, double T) const noexcept;
     // d(array a)/dT of the cell that holds T (T clamped into [y0, Tend], the cell into [0, N - 2]).
     double saturation_slope(int a, double T) const noexcept;
-    // Fills the nine generator arrays at N nodes over [y0, Tend] and the two derived arrays.
-    // False on N < 2, a line that does not fit (Tend <= y0) or memory not to be had.
+    // Fills the nine generator arrays at N nodes over [y0, Tend] and the two derived arrays; a
+    // table wholly above the critical temperature gets no line (and true). False on N < 2, a
+    // rectangle upside down (y1 <= y0 below Tc) or memory not to be had.
     bool fill_saturation_line(std::int32_t n);
+    // False for a table without a saturation line (wholly supercritical, or never filled).
+    bool has_saturation_line() const noexcept { return m_n >= 2; }
 
     double x_begin() const noexcept { return m_x0; }
     double x_end() const noexcept { return m_x1; }
@@ -154,7 +163,8 @@ public:
                                const std::int32_t* kinds, std::int32_t M, double y0, double y1);
     // The default strips over [x0, x1]: ten equal strips; those that hold pressures below the
     // critical pressure, which the saturation line crosses, and the strip that holds the
-    // critical pressure, are non-uniform (kind 2); strips above it are uniform (kind 1).
+    // critical pressure, are non-uniform (kind 2); strips above it, and all strips of a table
+    // without a saturation line (y0 >= Tc - 1e-6 Tc), are uniform (kind 1).
     static std::unique_ptr<C_2d_RG_property_adaptable> around_saturation(std::shared_ptr<IRGPropertyGenerator> generator,
                                                                          double x0, double x1, double y0, double y1);
     bool read(C_file_io& stream, std::shared_ptr<IRGPropertyGenerator> generator) override;

@@ -4,12 +4,15 @@
 // switched off, the property lookup with its clamps, and the record.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <any>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <fstream>
+#include <random>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -21,12 +24,14 @@
 
 namespace {
 
-rg_substance_parameters co2(bool extension = true) {
+// A fluid of data/thermo/critical_properties.json with its ideal-gas cp0 from the NASA
+// polynomials there, on Soave's temperature function.
+rg_substance_parameters from_data(const std::string& name) {
     std::ifstream in(std::string(MP_SOURCE_DIR) + "/data/thermo/critical_properties.json");
     const nlohmann::json j = nlohmann::json::parse(in);
-    const auto& e = j.at("substances").at("CO2");
+    const auto& e = j.at("substances").at(name);
     rg_substance_parameters q;
-    q.source = "CO2, the library's critical data";
+    q.source = name + ", the library's critical data";
     q.Tc = e.at("Tc").get<double>();
     q.Pc = e.at("Pc").get<double>();
     q.Zc = e.at("Zc").get<double>();
@@ -45,12 +50,29 @@ rg_substance_parameters co2(bool extension = true) {
     }
     q.ideal_gas_cp.set_table(0.0, T, v);
     q.ideal_gas_cp.prepare_integral();
+    return q;
+}
+
+rg_substance_parameters co2(bool extension = true) {
+    rg_substance_parameters q = from_data("CO2");
     q.Tmin = 220.0;
     q.Tmax = 500.0;
     q.pmin = 1e4;
     q.pmax = 3e7;
     q.extension = extension;
     q.Tfloor = 100.0;
+    return q;
+}
+
+// Nitrogen (Tc = 126.2 K) over 200..600 K: a supercritical gas throughout. The extension is asked
+// for, as the parameters' default does.
+rg_substance_parameters n2_supercritical() {
+    rg_substance_parameters q = from_data("N2");
+    q.Tmin = 200.0;
+    q.Tmax = 600.0;
+    q.pmin = 1e5;
+    q.pmax = 2e7;
+    q.extension = true;
     return q;
 }
 
@@ -210,7 +232,7 @@ TEST(RealGasSubstance, RecordRoundTripsAndRefusesOtherVersions) {
 TEST(RealGasSubstance, UnusableDataAreRefusedWithAnErrorLine) {
     standalone_host::log_capture cap;
     auto q = co2();
-    q.Tmin = 400.0;  // above Tc
+    q.Tmax = q.Tmin;  // an empty temperature range
     EXPECT_FALSE(C_real_gas_substance(1).init(kId, u"bad", q, nullptr));
     q = co2();
     q.generator_kind = 1;
@@ -218,25 +240,23 @@ TEST(RealGasSubstance, UnusableDataAreRefusedWithAnErrorLine) {
     EXPECT_EQ(cap.count("ERROR: MediumPhysics: medium_physics/real_gas/c_real_gas_substance.cpp("), 2u);
 }
 
-// A factory stream holding the substance in the cache of real gas with phase change (tag 5) and
-// in the one without (tag 4): Load takes both, and Save writes the same bytes again.
-TEST(RealGasSubstance, FactoryLoadsAndSavesBothRealGasCaches) {
-    const C_real_gas_substance& s = shared_co2();
-    C_real_gas_substance plain(1);
-    host_guid other = kId;
-    other.bytes[0] = 0x7F;
-    ASSERT_TRUE(plain.init(other, u"CO2 without phase change", co2(), nullptr));
+namespace {
+
+// A factory stream holding `with` in the cache of real gas with phase change (tag 5) and
+// `without` in the one without (tag 4); Load must take it and Save write the same bytes again.
+void expect_factory_round_trip(const C_real_gas_substance& without, const host_guid& without_id,
+                               const C_real_gas_substance& with, const host_guid& with_id) {
     C_file_io w;
     w.open_memory();
     w.put<std::uint8_t>(0);
     w.put<std::uint8_t>(0);
     w.put<std::int32_t>(2);
     w.put<std::int32_t>(4);
-    w.write_guid(other);
-    plain.write(w);
+    w.write_guid(without_id);
+    without.write(w);
     w.put<std::int32_t>(5);
-    w.write_guid(kId);
-    s.write(w);
+    w.write_guid(with_id);
+    with.write(w);
     w.put<std::uint8_t>(0);
     w.put<std::int32_t>(0);
     const auto bytes = w.memory_bytes();
@@ -250,6 +270,16 @@ TEST(RealGasSubstance, FactoryLoadsAndSavesBothRealGasCaches) {
     again.open_memory();
     ASSERT_EQ(f->Save(again), MP_STATUS_OK);
     EXPECT_EQ(again.memory_bytes(), bytes);
+}
+
+}  // namespace
+
+TEST(RealGasSubstance, FactoryLoadsAndSavesBothRealGasCaches) {
+    C_real_gas_substance plain(1);
+    host_guid other = kId;
+    other.bytes[0] = 0x7F;
+    ASSERT_TRUE(plain.init(other, u"CO2 without phase change", co2(), nullptr));
+    expect_factory_round_trip(plain, other, shared_co2(), kId);
 }
 
 namespace {
@@ -335,7 +365,6 @@ TEST(RealGasConfiguration, BadCriticalDataAreRefusedWithAnErrorLineAndLeaveTheGe
         {"pc not a number", [](rg_substance_parameters& q) { q.Pc = nan; }},
         {"M negative", [](rg_substance_parameters& q) { q.M = -0.044; }},
         {"omega infinite", [](rg_substance_parameters& q) { q.omega = std::numeric_limits<double>::infinity(); }},
-        {"Tmin above Tc", [](rg_substance_parameters& q) { q.Tmin = 310.0; }},
         {"pmax below pmin", [](rg_substance_parameters& q) { q.pmax = 0.5 * q.pmin; }},
     };
     for (const auto& c : cases) {
@@ -403,4 +432,110 @@ TEST(RealGasConfiguration, TheBuiltInNitrogenMaterialIsNearlyIdealAtOneBar) {
     const double ideal = 1e5 * 0.028014 / (8.314462618 * 300.0);
     EXPECT_LT(rel(st.rho, ideal), 1e-3) << st.rho;
     EXPECT_LT(rel(read.ideal_gas_cp.value(300.0), 1039.7), 1e-3) << read.ideal_gas_cp.value(300.0);
+}
+
+// ---- a table wholly above the critical temperature ----------------------------------------------
+
+// Nitrogen at 200..600 K and 1e5..2e7 Pa builds in both modes without a saturation line; its
+// lookups follow the generator within the bilinear error of the table's cells (1/100 of a patch
+// each way), the saturation operations answer 0 at every temperature, and the extension, asked
+// for, is off: below Tmin the lookups hold their values at Tmin.
+TEST(RealGasSubstance, SupercriticalNitrogenTableBuildsInBothModes) {
+    // the bilinear error over 200..600 K, 1e5..2e7 Pa: measured at 8e-6 for the density and
+    // about 1e-6 for the enthalpy (relative to |h| + R Tc) at most; the bounds leave a decade
+    constexpr double kDensityRelTol = 1e-4;
+    constexpr double kSoundRelTol = 1e-4;
+    constexpr double kEnthalpyTol = 1e-5;
+    const rg_substance_parameters q = n2_supercritical();
+    const double R = 8.3144 / q.M;
+    for (const std::int32_t mode : {1, 2}) {
+        standalone_host::log_capture cap;
+        C_real_gas_substance s(mode);
+        ASSERT_TRUE(s.init(kId, u"N2", q, nullptr)) << mode;
+        EXPECT_FALSE(s.has_saturation_line());
+        EXPECT_FALSE(s.extension_on());
+        if (mode == 2) {
+            const auto* t = dynamic_cast<const C_2d_RG_property_adaptable*>(s.table());
+            ASSERT_NE(t, nullptr);
+            for (int m = 0; m < t->strips(); ++m) EXPECT_EQ(t->strip_kind(m), 1) << m;
+        }
+        const IRGPropertyGenerator& g = *s.generator();
+        // random points in nine of the hundred patches: the corners, the edges' middles, the centre
+        std::mt19937 rng(3);
+        std::uniform_real_distribution<double> u(0.0, 1.0);
+        const double x0 = std::log(q.pmin), dx = (std::log(q.pmax) - x0) / 10.0, dT = (q.Tmax - q.Tmin) / 10.0;
+        double worst_rho = 0.0, worst_h = 0.0, worst_w = 0.0;
+        for (int n = 0; n < 900; ++n) {
+            const int patch[3] = {0, 5, 9};
+            const double p = std::exp(x0 + (patch[n % 3] + u(rng)) * dx);
+            const double T = q.Tmin + (patch[n / 3 % 3] + u(rng)) * dT;
+            double want[4], got[4];
+            ASSERT_TRUE(g.properties(p, T, want));
+            ASSERT_TRUE(s.table()->lookup(std::log(p), T, got));
+            worst_rho = std::max(worst_rho, rel(s.get_property(T, p, 0.0), want[0]));
+            worst_w = std::max(worst_w, rel(s.get_property(T, p, 1.0), want[3]));
+            worst_h = std::max(worst_h, std::fabs(got[1] - want[1]) / (std::fabs(want[1]) + R * q.Tc));
+        }
+        EXPECT_LT(worst_rho, kDensityRelTol) << mode;
+        EXPECT_LT(worst_w, kSoundRelTol) << mode;
+        EXPECT_LT(worst_h, kEnthalpyTol) << mode;
+        // no saturation anywhere: below, inside and above the table, and below Tc
+        for (const double T : {60.0, 100.0, 126.0, 150.0, 200.0, 400.0, 600.0, 900.0}) {
+            EXPECT_EQ(s.get_saturated_vapour_density(T), 0.0) << T;
+            EXPECT_EQ(s.get_saturated_vapour_pv(T), 0.0) << T;
+            EXPECT_EQ(s.get_saturated_liquid_enthalpy(T), 0.0) << T;
+            EXPECT_EQ(s.get_saturated_vapour_enthalpy(T), 0.0) << T;
+            EXPECT_EQ(s.get_saturated_liquid_density(T), 0.0) << T;
+            EXPECT_EQ(s.get_vaporisation_entropy(T), 0.0) << T;
+            EXPECT_EQ(s.get_saturation_pressure(T), 0.0) << T;
+            EXPECT_EQ(s.get_liquid_enthalpy_slope(T), 0.0) << T;
+            EXPECT_EQ(s.get_vapour_enthalpy_slope(T), 0.0) << T;
+        }
+        EXPECT_EQ(s.get_property(150.0, 1e6, 0.0), s.get_property(200.0, 1e6, 0.0));
+        EXPECT_EQ(s.get_property(150.0, 1e6, 1.0), s.get_property(200.0, 1e6, 1.0));
+        // the extension's constants: R, the rest 0; the floor and T1 as for any table
+        EXPECT_LT(rel(s.extension_constant(C_real_gas_substance::kR), R), 1e-15);
+        for (int k = 1; k < C_real_gas_substance::kExtensionConstants; ++k)
+            EXPECT_EQ(s.extension_constant(k), 0.0) << k;
+        EXPECT_EQ(s.T_floor(), 100.0);
+        EXPECT_EQ(s.get_T1(0.0), 200.0 - 0.25 * (200.0 - 100.0));
+        EXPECT_EQ(cap.count("MediumPhysics"), 0u) << mode;
+    }
+}
+
+// Its record reads back into the same substance and writes the same bytes, in both modes and
+// through a factory stream; a record that switches the extension on for it is refused.
+TEST(RealGasSubstance, SupercriticalNitrogenRecordRoundTrips) {
+    C_real_gas_substance modes[2] = {C_real_gas_substance(1), C_real_gas_substance(2)};
+    host_guid ids[2] = {kId, kId};
+    ids[1].bytes[0] = 0x55;
+    for (int m = 0; m < 2; ++m) {
+        C_real_gas_substance& s = modes[m];
+        ASSERT_TRUE(s.init(ids[m], u"N2", n2_supercritical(), nullptr));
+        C_file_io w;
+        w.open_memory();
+        s.write(w);
+        const auto bytes = w.memory_bytes();
+        C_real_gas_substance back(s.mode());
+        C_file_io r;
+        r.open_memory(bytes);
+        ASSERT_TRUE(back.read(r)) << s.mode();
+        C_file_io w2;
+        w2.open_memory();
+        back.write(w2);
+        EXPECT_EQ(w2.memory_bytes(), bytes) << s.mode();
+        EXPECT_FALSE(back.has_saturation_line());
+        for (const double T : {200.0, 333.3, 600.0})
+            for (const double p : {1e5, 3.3e6, 2e7}) EXPECT_EQ(back.get_property(T, p, 0.0), s.get_property(T, p, 0.0));
+        // the extension byte follows the generator's record; T1, Tfloor, the eight constants and
+        // dTramp come after it
+        auto on = bytes;
+        const std::size_t extension_byte = on.size() - (1 + 8 + 8 + 8 * C_real_gas_substance::kExtensionConstants + 8);
+        ASSERT_EQ(on[extension_byte], 0);
+        on[extension_byte] = 1;
+        C_file_io ro;
+        ro.open_memory(on);
+        EXPECT_FALSE(C_real_gas_substance(s.mode()).read(ro)) << s.mode();
+    }
+    expect_factory_round_trip(modes[0], ids[0], modes[1], ids[1]);
 }

@@ -358,6 +358,52 @@ TEST(RgTable, SaturationLineInterpolatesEndsExactlyAndGivesCellSlopes) {
     EXPECT_NEAR(t.saturation_slope(C_2d_RG_property::kSpinodalVapour, 100.0), 200.0, 1e-6);
 }
 
+// A table that starts at or above the end of the saturation line, Tc (1 - 1e-6), lies wholly
+// above the critical temperature: filling its line succeeds with no nodes, every array reads 0,
+// the adaptable table's strips are all uniform, and its record, patches filled, reads back byte
+// for byte. One just below that end still has its line.
+TEST(RgTable, ATableAboveTheCriticalTemperatureHasNoSaturationLine) {
+    auto g = std::make_shared<analytic_generator>();  // Tc = 400 K, ln pc = 15
+    const double Tend = 400.0 * (1.0 - 1e-6);
+    C_2d_RG_property_regular below(g, 10.0, 20.0, std::nextafter(Tend, 0.0), 600.0);
+    ASSERT_TRUE(below.fill_saturation_line(11));
+    EXPECT_TRUE(below.has_saturation_line());
+    for (const double y0 : {Tend, 450.0}) {
+        C_2d_RG_property_regular regular(g, 10.0, 20.0, y0, 600.0);
+        auto adaptable = C_2d_RG_property_adaptable::around_saturation(g, 10.0, 20.0, y0, 600.0);
+        for (C_2d_RG_property* t :
+             {static_cast<C_2d_RG_property*>(&regular), static_cast<C_2d_RG_property*>(adaptable.get())}) {
+            ASSERT_TRUE(t->fill_saturation_line(201)) << y0;
+            EXPECT_FALSE(t->has_saturation_line());
+            EXPECT_EQ(t->saturation_nodes(), 0);
+            EXPECT_EQ(t->saturation_end(), 0.0);
+            for (int a = 0; a < C_2d_RG_property::kSaturationArrays; ++a) {
+                EXPECT_EQ(t->saturation(a, 500.0), 0.0) << a;
+                EXPECT_EQ(t->saturation_slope(a, 500.0), 0.0) << a;
+            }
+        }
+        for (int m = 0; m < adaptable->strips(); ++m) EXPECT_EQ(adaptable->strip_kind(m), 1) << m;
+        double out[4];
+        for (C_2d_RG_property* t :
+             {static_cast<C_2d_RG_property*>(&regular), static_cast<C_2d_RG_property*>(adaptable.get())}) {
+            ASSERT_TRUE(t->lookup(10.5, 500.0, out));
+            ASSERT_TRUE(t->lookup(19.5, 590.0, out));
+        }
+        const auto regular_bytes = record_of(regular), adaptable_bytes = record_of(*adaptable);
+        C_file_io r1, r2;
+        r1.open_memory(regular_bytes);
+        r2.open_memory(adaptable_bytes);
+        C_2d_RG_property_regular regular_back;
+        C_2d_RG_property_adaptable adaptable_back;
+        ASSERT_TRUE(regular_back.read(r1, std::make_shared<analytic_generator>()));
+        ASSERT_TRUE(adaptable_back.read(r2, std::make_shared<analytic_generator>()));
+        EXPECT_EQ(record_of(regular_back), regular_bytes);
+        EXPECT_EQ(record_of(adaptable_back), adaptable_bytes);
+        EXPECT_FALSE(regular_back.has_saturation_line());
+        EXPECT_EQ(adaptable_back.patches_filled(), 2);
+    }
+}
+
 TEST(RgTable, AdaptableStripsChooseTheirOwnCageKinds) {
     auto g = std::make_shared<analytic_generator>();  // ln pc = 15
     auto t = C_2d_RG_property_adaptable::around_saturation(g, 10.0, 20.0, 200.0, 500.0);
