@@ -2,13 +2,13 @@
 // the line of the statement. There is one way to name a site:
 //  - log lines: MP_LOG (mp_log.h) passes the file and line of its own statement;
 //  - pooled arrays: allocate() and its helpers take an mp::site whose default argument is the
-//    caller's statement (std::source_location), so a label points at the line that asks for memory.
+//    caller's statement (__builtin_FILE/__builtin_LINE, which GCC, Clang and MSVC evaluate at the
+//    call site, as std::source_location does), so a label points at the line that asks for memory.
 // The path starts at the library folder ("medium_physics/gas/c_gas_mixture.h"), whatever folder
 // the sources were built in.
 #pragma once
 
 #include <cstdint>
-#include <source_location>
 
 namespace mp {
 
@@ -34,8 +34,8 @@ struct site {
     std::int32_t line;
 
     // The statement that calls the function whose default argument this is.
-    static constexpr site here(std::source_location where = std::source_location::current()) noexcept {
-        return {source_path(where.file_name()), static_cast<std::int32_t>(where.line())};
+    static constexpr site here(const char* file = __builtin_FILE(), int line = __builtin_LINE()) noexcept {
+        return {source_path(file), static_cast<std::int32_t>(line)};
     }
 };
 
