@@ -3,7 +3,8 @@
 // is the substance record of equilibrium air cut, byte for byte, out of the saved project of every
 // built-in medium as that library wrote it. A project holding it must still load and answer
 // exactly what that library answered (equilibrium_air_v1_answers.txt, its answers as hexadecimal
-// floats at states in and around its tables), and save the same record again.
+// floats at states in and around its tables), and save the same record again; asked for the
+// equilibrium sound speed, which it cannot know, it answers its a.
 #include <gtest/gtest.h>
 
 #include <any>
@@ -146,4 +147,23 @@ TEST(HypersonicOldRecord, AProjectOfTheSevenTableRecordLoadsAnswersAndSavesAsBef
         GTEST_SKIP() << "wrote " << kOldAnswersFile;
     }
     EXPECT_EQ(test_support::expect_committed_lines(kOldAnswersFile, now), 12 * 11 * 6);  // six lines at 12 x 11 states
+
+    // The record has no isentropic exponent: the equilibrium sound speed it answers is its a,
+    // sqrt(p gamma / rho), and kappa its gamma, bit for bit.
+    const auto sound = as<I_solver_equilibrium_sound_speed>(medium);
+    const auto hs = as<I_solver_hypersonic_gas>(medium);
+    const auto re = as<I_solver__thermodynamics_Rho_E>(medium);
+    ASSERT_TRUE(sound && hs && re);
+    for (const double T : {120.0, 300.0, 3000.0, 9000.0, 25000.0})
+        for (const double rho : {1e-8, 1e-6, 0.01, 50.0}) {
+            double p, e, cp, gamma, M, a, mu, lambda, a_eq, kappa;
+            hs->get_properties_T_rho(T, rho, nullptr, &p, &e, &cp, &gamma, &M, &a, &mu, &lambda);
+            sound->get_equilibrium_sound_speed_T_rho(T, rho, nullptr, &a_eq, &kappa);
+            EXPECT_EQ(a_eq, a) << T << " " << rho;
+            EXPECT_EQ(kappa, gamma) << T << " " << rho;
+            double r[8];
+            re->get_properties_rho_e(e, rho, nullptr, T, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7]);
+            sound->get_equilibrium_sound_speed_rho_e(e, rho, nullptr, T, &a_eq, &kappa);
+            EXPECT_EQ(a_eq, r[5]) << T << " " << rho;
+        }
 }
