@@ -527,32 +527,6 @@ bytes with(bytes data, std::size_t offset, T v) {
 
 }  // namespace
 
-// Below T_frozen the generator fills frozen air from the engine's state at (T_frozen, rho), by
-// the formulas of frozen_air written out here; above, the engine's equilibrium, kappa included.
-TEST(HypersonicTables, GenerationFillsFrozenAirBelowTheSpeciesData) {
-    const auto set = generate(small_layout(true));
-    const CHypersonicBuiltInPG& g = set.band(1);
-    ASSERT_EQ(g.table_count(), 8);
-    ASSERT_NEAR(g.x1_node(1), 100.0 * std::pow(50.0, 1.0 / 8.0), 1e-9);  // 163 K, frozen
-    ASSERT_GT(g.x1_node(2), 200.0);                                      // 266 K, the engine's
-    for (std::int32_t j = 0; j < 3; ++j) {
-        const double rho = g.x2_node(j);
-        const auto anchor = engine(200.0, rho).pr;
-        const double cv = anchor.cp - 8.314462618 / anchor.molar_mass;
-        for (std::int32_t i = 0; i < 2; ++i) {
-            const double T = g.x1_node(i);
-            EXPECT_NEAR(g.row(CHypersonicBuiltInPG::kPressure, i)[j], anchor.p * T / 200.0, 1e-12 * anchor.p);
-            EXPECT_NEAR(g.row(CHypersonicBuiltInPG::kEnergy, i)[j], anchor.e - cv * (200.0 - T), 1e-9 * 287.0 * T);
-            EXPECT_NEAR(g.row(CHypersonicBuiltInPG::kCp, i)[j], anchor.cp, 1e-12 * anchor.cp);
-            EXPECT_NEAR(g.row(CHypersonicBuiltInPG::kGamma, i)[j], anchor.cp / cv, 1e-12);
-            EXPECT_NEAR(g.row(CHypersonicBuiltInPG::kIsentropicExponent, i)[j], anchor.cp / cv, 1e-12);
-        }
-        const auto hot = engine(g.x1_node(8), rho).pr;
-        EXPECT_NEAR(g.row(CHypersonicBuiltInPG::kIsentropicExponent, 8)[j], hot.isentropic_exponent, 1e-9);
-        EXPECT_NEAR(g.row(CHypersonicBuiltInPG::kPressure, 8)[j], hot.p, 1e-9 * hot.p);
-    }
-}
-
 // Version 2 carries the table count, T_frozen and the rule below the lowest band after the
 // layout of version 1; a set whose layout version 1 can hold is written as version 1. Both read
 // back to the same bytes and answers; damage is refused with the stream's error.
