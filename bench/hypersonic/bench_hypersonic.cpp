@@ -1,6 +1,7 @@
 // The hypersonic medium (equilibrium air) over the built-in tables: the four state operations a
-// solver calls, through its interfaces, at 1024 states spread over 300..20000 K and
-// 1e-5..50 kg/m3; and the generation of the whole table set by the equilibrium engine.
+// solver calls and the equilibrium speed of sound, through its interfaces, at 1024 states spread
+// over 300..20000 K and 1e-5..50 kg/m3; and the generation of the whole table set by the
+// equilibrium engine.
 #include <benchmark/benchmark.h>
 
 #include <any>
@@ -19,6 +20,7 @@ struct hypersonic_setup {
     std::shared_ptr<C_hypersonic_gas_thermodynamics> medium;
     std::shared_ptr<I_solver__thermodynamics_Rho_E> rho_e;
     std::shared_ptr<I_solver__fluid_thermodynamics_common> common;
+    std::shared_ptr<I_solver_equilibrium_sound_speed> sound;
     double Y[1] = {1.0};
     static constexpr std::size_t kStates = 1024;  // a power of two: the index wraps by a mask
     std::vector<double> T, rho, e, p, h;
@@ -29,10 +31,13 @@ struct hypersonic_setup {
         medium = C_hypersonic_gas_thermodynamics::create(gas);
         std::any a = std::shared_ptr<I_solver__thermodynamics_Rho_E>();
         std::any b = std::shared_ptr<I_solver__fluid_thermodynamics_common>();
+        std::any c = std::shared_ptr<I_solver_equilibrium_sound_speed>();
         medium->query_interface(a);
         medium->query_interface(b);
+        medium->query_interface(c);
         rho_e = std::any_cast<std::shared_ptr<I_solver__thermodynamics_Rho_E>>(a);
         common = std::any_cast<std::shared_ptr<I_solver__fluid_thermodynamics_common>>(b);
+        sound = std::any_cast<std::shared_ptr<I_solver_equilibrium_sound_speed>>(c);
         // States uniform in ln T and ln rho, their e, p and h from the tables themselves, so every
         // query has an answer inside the tables. Consecutive calls land in unrelated cells and bands.
         std::mt19937_64 random(42);
@@ -108,8 +113,36 @@ void BM_hypersonic_get_temperature_from_enthalpy(benchmark::State& state) {
 }
 BENCHMARK(BM_hypersonic_get_temperature_from_enthalpy);
 
-// The built-in set from scratch: 32 bands x 5 density nodes x 241 temperatures by the engine, on
-// two threads (wall-clock time).
+// The equilibrium speed of sound at (T, rho), as a solver asks for it after get_properties_rho_e,
+// and at (e, rho), which searches T again.
+void BM_hypersonic_equilibrium_sound_speed_T_rho(benchmark::State& state) {
+    auto& s = setup();
+    double a_eq = 0.0, kappa = 0.0;
+    std::size_t i = 0;
+    for (auto _ : state) {
+        const std::size_t k = i++ & kMask;
+        s.sound->get_equilibrium_sound_speed_T_rho(s.T[k], s.rho[k], s.Y, &a_eq, &kappa);
+        benchmark::DoNotOptimize(a_eq);
+        benchmark::DoNotOptimize(kappa);
+    }
+}
+BENCHMARK(BM_hypersonic_equilibrium_sound_speed_T_rho);
+
+void BM_hypersonic_equilibrium_sound_speed_rho_e(benchmark::State& state) {
+    auto& s = setup();
+    double a_eq = 0.0, kappa = 0.0;
+    std::size_t i = 0;
+    for (auto _ : state) {
+        const std::size_t k = i++ & kMask;
+        s.sound->get_equilibrium_sound_speed_rho_e(s.e[k], s.rho[k], s.Y, s.T[k], &a_eq, &kappa);
+        benchmark::DoNotOptimize(a_eq);
+        benchmark::DoNotOptimize(kappa);
+    }
+}
+BENCHMARK(BM_hypersonic_equilibrium_sound_speed_rho_e);
+
+// The built-in set from scratch: 44 bands x 5 density nodes x 313 temperatures (the engine above
+// 200 K, frozen air below), on two threads (wall-clock time).
 void BM_hypersonic_generate_tables(benchmark::State& state) {
     const auto layout = mp::hypersonic::default_layout();
     for (auto _ : state) {

@@ -188,6 +188,24 @@ public:
                                       double* lambda) const noexcept = 0;
 };
 
+// The equilibrium (isentropic) speed of sound of a gas in chemical equilibrium, whose composition
+// follows every change of state: a_eq = sqrt((dp/drho)_s) = sqrt(kappa p / rho) with the
+// isentropic exponent kappa = (d ln p / d ln rho)_s. The a of the other operations is
+// sqrt(gamma p / rho) with gamma = cp/cv of the equilibrium heat capacities; the two differ by the
+// factor sqrt((d ln p / d ln rho)_T), in air up to about 6 % where it dissociates or ionises, and
+// agree where the composition is fixed.
+class I_solver_equilibrium_sound_speed : public virtual I_fluid_thermodynamics {
+public:
+    // 1. At T [K] and rho [kg/m3]: a_eq [m/s] and kappa [-]. A density-based solver passes the T
+    //    that get_properties_rho_e returned; the medium does not iterate.
+    virtual void get_equilibrium_sound_speed_T_rho(double T, double rho, const double* Y, double* a_eq,
+                                                   double* kappa) const noexcept = 0;
+    // 2. At e [J/kg] and rho [kg/m3]: a_eq [m/s] and kappa [-]; T0 [K] is the start value of the
+    //    temperature, as in get_properties_rho_e.
+    virtual void get_equilibrium_sound_speed_rho_e(double e, double rho, const double* Y, double T0, double* a_eq,
+                                                   double* kappa) const noexcept = 0;
+};
+
 class I_solver_membrane_model_support : public virtual I_fluid_thermodynamics {
 public:
     // Writes M_i (kg/mol) of every substance.

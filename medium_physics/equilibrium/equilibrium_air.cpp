@@ -137,6 +137,12 @@ void species_data_range(double& T_low, double& T_high) noexcept {
 
 solution solve(const mixture& air, double T, given what, double value) noexcept {
     solution out;
+    double low = 0.0, high = 0.0;
+    species_data_range(low, high);
+    if (T < low) {
+        out.reason = failure::below_species_data;
+        return out;
+    }
     state st;
     const status s = what == given::density ? air.solve_T_rho(T, value, st, false) : air.solve_T_p(T, value, st, false);
     if (!succeeded(s))

@@ -70,11 +70,13 @@ enum class given : std::int32_t {
 
 // Why solve() has no properties to give.
 enum class failure : std::int32_t {
-    none = 0,           // solved: the properties, viscosity and conductivity are set
-    refused = 1,        // the engine refused the input (NaN, T, rho or p not above 0)
-    not_converged = 2,  // the engine's iterations did not converge
-    not_evaluated = 3,  // the composition was solved but its properties could not be formed
-    no_transport = 4,   // the viscosity and conductivity of the composition could not be computed
+    none = 0,                // solved: the properties, viscosity and conductivity are set
+    refused = 1,             // the engine refused the input (NaN, T, rho or p not above 0)
+    not_converged = 2,       // the engine's iterations did not converge
+    not_evaluated = 3,       // the composition was solved but its properties could not be formed
+    no_transport = 4,        // the viscosity and conductivity of the composition could not be computed
+    below_species_data = 5,  // T lies below the species data (species_data_range), where their
+                             // polynomials, carried on, no longer describe the gases
 };
 
 struct solution {
@@ -91,7 +93,9 @@ struct solution {
 // Air (a mixture from make_air()) in chemical equilibrium at T_K [K] and, as `what` says, the
 // density [kg/m3] or the pressure [Pa] `value`, solved from a cold start, with the viscosity and
 // frozen conductivity of the composition found. Unsolved, `reason` says why and the rest is not
-// to be used; the engine's own log lines go to the mixture's sink.
+// to be used; the engine's own log lines go to the mixture's sink. Below the species data there is
+// no state (below_species_data: their lowest ranges, carried down to 50 K, give N2 twice its cp);
+// above them the highest ranges are carried on, an extrapolation.
 solution solve(const mixture& air, double T_K, given what, double value) noexcept;
 
 }  // namespace mp::equilibrium::air

@@ -5,7 +5,7 @@
 // a loaded one holds the tables of its record, so a saved project answers exactly as it did.
 //
 // Record: the common substance record (byte 0, identifier, name), then the table set's record
-// (byte 1, the layout, every band's generator record).
+// (its version byte, 1 or 2, the layout, every band's generator record; hypersonic_tables.h).
 #pragma once
 
 #include <memory>

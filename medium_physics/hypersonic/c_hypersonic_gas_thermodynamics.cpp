@@ -49,8 +49,8 @@ void C_hypersonic_gas_thermodynamics::write(C_file_io& stream) const {
 std::int32_t C_hypersonic_gas_thermodynamics::query_interface(std::any& requested) {
     return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics,
                         I_solver__fluid_thermodynamics_common, I_solver__thermodynamics_Rho_E, I_fluid_ideal_gas,
-                        I_solver_hypersonic_gas, I_write, I_identity, FluidRadProp::I_radiation_properties>(
-        weak_from_this().lock(), requested);
+                        I_solver_hypersonic_gas, I_solver_equilibrium_sound_speed, I_write, I_identity,
+                        FluidRadProp::I_radiation_properties>(weak_from_this().lock(), requested);
 }
 
 substance_array C_hypersonic_gas_thermodynamics::get_substances() const {
@@ -220,4 +220,18 @@ void C_hypersonic_gas_thermodynamics::get_properties_T_rho(double T, double rho,
     *p = r[kSecond];
     *e = r[kFirst];
     spread(r, cp, gamma, M, a, mu, lambda);
+}
+
+// ---- the equilibrium speed of sound -------------------------------------------------------------
+
+void C_hypersonic_gas_thermodynamics::get_equilibrium_sound_speed_T_rho(double T, double rho, const double*,
+                                                                        double* a_eq, double* kappa) const noexcept {
+    m_gas->tables().equilibrium_sound_T_rho(T, rho, *a_eq, *kappa);
+}
+
+void C_hypersonic_gas_thermodynamics::get_equilibrium_sound_speed_rho_e(double e, double rho, const double*, double,
+                                                                        double* a_eq, double* kappa) const noexcept {
+    double r[8];
+    m_gas->state_e_rho(e, rho, r);
+    m_gas->tables().equilibrium_sound_T_rho(r[kFirst], rho, *a_eq, *kappa);
 }

@@ -8,7 +8,16 @@
 //   get_properties_p_T   (p, T)    -> rho from the p table at T; h = e + p / rho
 // and a = sqrt(p gamma / rho) with gamma = cp/cv, the tables' ratio of specific heats. In a
 // dissociating gas that differs from the equilibrium speed of sound by the factor
-// sqrt((d ln p / d ln rho)_T) (up to about 6 % in the dissociation and ionisation ranges).
+// sqrt((d ln p / d ln rho)_T) (up to about 6 % in the dissociation and ionisation ranges). The
+// equilibrium speed of sound itself, a_eq = sqrt(kappa p / rho), comes through
+// I_solver_equilibrium_sound_speed from the tables' isentropic exponent kappa (within 0.13 % of
+// the engine's over the built-in tables): at (T, rho) from one lookup, at (e, rho) after the T
+// search of get_properties_rho_e. Tables without the exponent (a project saved with the
+// seven-table record) answer kappa = gamma, so a_eq is their a, as that project always answered.
+//
+// Range: whatever the substance's tables answer (hypersonic_tables.h): with the built-in tables
+// 50..20000 K (T clamped outside; frozen ideal air below 200 K) and 1e-9..100 kg/m3 (below, the
+// composition of 1e-9 kg/m3 with p proportional to rho; above, extrapolation from the last cell).
 //
 // The single-value operations are thin wrappers:
 //   cp, viscosity, conductivity, Prandtl number at (p, T): get_properties_p_T
@@ -41,7 +50,8 @@ class C_hypersonic_gas_thermodynamics final : public I_write,
                                               public virtual I_solver__fluid_thermodynamics_common,
                                               public virtual I_solver__thermodynamics_Rho_E,
                                               public virtual I_fluid_ideal_gas,
-                                              public virtual I_solver_hypersonic_gas {
+                                              public virtual I_solver_hypersonic_gas,
+                                              public virtual I_solver_equilibrium_sound_speed {
 public:
     static constexpr std::size_t kCacheIndex = C_medium_physics::kHypersonicCache;
     // kg/m3: the density of the operations that are given none.
@@ -99,6 +109,12 @@ public:
     double density_p_T(double p, double T, const double* Y) const noexcept override;
     void get_properties_T_rho(double T, double rho, const double* Y, double* p, double* e, double* cp, double* gamma,
                               double* M, double* a, double* mu, double* lambda) const noexcept override;
+
+    // the equilibrium speed of sound
+    void get_equilibrium_sound_speed_T_rho(double T, double rho, const double* Y, double* a_eq,
+                                           double* kappa) const noexcept override;
+    void get_equilibrium_sound_speed_rho_e(double e, double rho, const double* Y, double T0, double* a_eq,
+                                           double* kappa) const noexcept override;
 
 private:
     C_hypersonic_gas_thermodynamics() = default;

@@ -2,9 +2,10 @@
 // (x1, x2) = (T [K], rho [kg/m3]) answered by bilinear interpolation and by bisection.
 //
 // Tables, by index: 0 e [J/kg], 1 p [Pa], 2 gamma = cp/cv [-], 3 cp [J/(kg K)], 4 M [kg/mol],
-// 5 mu [Pa s], 6 lambda [W/(m K)]. The T axis is geometric, x1_i = exp(ln-origin + i ln-step);
-// the rho axis is uniform, x2_j = origin + j step. The speed of sound is not tabulated:
-// a = sqrt(p gamma / rho) from tables 1 and 2 at the final state.
+// 5 mu [Pa s], 6 lambda [W/(m K)], and where there are eight, 7 the isentropic exponent
+// kappa = (d ln p / d ln rho)_s [-] (the queries do not read it; hypersonic_tables.h does). The T axis is geometric,
+// x1_i = exp(ln-origin + i ln-step); the rho axis is uniform, x2_j = origin + j step. The speed of sound is not
+// tabulated: a = sqrt(p gamma / rho) from tables 1 and 2 at the final state.
 //
 // Lookup of a point (x1, x2) for table k: x1 is clamped to [x1 min, x1 max]; the cell of x1 is
 // the truncation of (ln x1 - ln-origin) / ln-step (at most N1 - 2) and the weight is linear in x1
@@ -74,8 +75,19 @@ public:
 class CHypersonicBuiltInPG final : public IHypersonicPG, public std::enable_shared_from_this<CHypersonicBuiltInPG> {
 public:
     // The table roles.
-    enum table : std::int32_t { kEnergy = 0, kPressure, kGamma, kCp, kMolarMass, kViscosity, kConductivity };
+    enum table : std::int32_t {
+        kEnergy = 0,
+        kPressure,
+        kGamma,
+        kCp,
+        kMolarMass,
+        kViscosity,
+        kConductivity,
+        kIsentropicExponent
+    };
+    // The tables every generator holds, and the count with the isentropic exponent.
     static constexpr std::int32_t kTableCount = 7;
+    static constexpr std::int32_t kTableCountWithExponent = 8;
     static constexpr std::int32_t kResultCount = 8;
     static constexpr int kMaxHalvings = 200;
     // A stored table set larger than this many doubles is refused (1 GiB).

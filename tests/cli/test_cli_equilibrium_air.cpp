@@ -59,13 +59,15 @@ std::vector<std::string> cells_of(const std::string& line) {
 constexpr const char* kHeader =
     "p,T,rho,e,h,cp,gamma,M,a,mu,lambda,"
     "x_N2,x_O2,x_NO,x_N,x_O,x_N2+,x_O2+,x_NO+,x_N+,x_O+,x_e-,"
-    "table_p,table_e,table_gamma,table_cp,table_M,table_mu,table_lambda";
+    "table_p,table_e,table_gamma,table_cp,table_M,table_mu,table_lambda,table_a,table_a_eq";
 
 // Column indices of the comma-separated output.
 enum column : std::size_t { kP, kT, kRho, kE, kH, kCp, kGamma, kM, kA, kMu, kLambda, kFirstX };
 constexpr std::size_t kSpecies = 11;
 constexpr std::size_t kFirstTable = kFirstX + kSpecies;  // table_p, table_e, table_gamma, table_cp, table_M, ...
-constexpr std::size_t kColumns = kFirstTable + 7;
+constexpr std::size_t kTableA = kFirstTable + 7;         // sqrt(p gamma/rho)
+constexpr std::size_t kTableAEq = kFirstTable + 8;       // the equilibrium speed of sound
+constexpr std::size_t kColumns = kFirstTable + 9;
 
 // CODATA 2018 gas constant, and the molar mass of 79 % N2 + 21 % O2 by mole from the IUPAC atomic
 // weights of N (14.0067 g/mol) and O (15.9994 g/mol): 0.79 * 0.0280134 + 0.21 * 0.0319988, which
@@ -206,7 +208,8 @@ TEST_F(EquilibriumAirCli, PressureFormGivesBackTheDensity) {
 
 TEST_F(EquilibriumAirCli, TableColumnsAreEmptyOutsideTheTables) {
     // Behind a strong shock at high pressure: 300 kg/m3, above the tables' 100 kg/m3.
-    for (const char* args : {"--rho 300 --T 5000", "--rho 0.01 --T 25000", "--rho 1 --T 150", "--rho 1e-7 --T 3000"}) {
+    // Below the lowest density, 1e-9 kg/m3, and above the highest temperature, 20000 K, as well.
+    for (const char* args : {"--rho 300 --T 5000", "--rho 0.01 --T 25000", "--rho 1e-10 --T 3000"}) {
         const auto rows = csv(args);
         ASSERT_EQ(rows.size(), 1u) << args;
         for (std::size_t i = 0; i < kFirstTable; ++i) EXPECT_FALSE(rows[0][i].empty()) << args << ", column " << i;
@@ -221,15 +224,41 @@ TEST_F(EquilibriumAirCli, TableColumnsAreEmptyOutsideTheTables) {
 }
 
 TEST_F(EquilibriumAirCli, TableColumnsInsideTheTablesAgreeWithTheEngine) {
-    const auto s = state("--rho 0.01 --T 5000");
-    const std::pair<std::size_t, const char*> pairs[] = {{kP, "p"},   {kE, "e"},   {kGamma, "gamma"},  {kCp, "cp"},
-                                                         {kM, "M"},   {kMu, "mu"}, {kLambda, "lambda"}};
-    for (std::size_t k = 0; k < 7; ++k) {
-        const auto [engine, name] = pairs[k];
-        const double table = s[kFirstTable + k];
-        ASSERT_FALSE(std::isnan(table)) << "table_" << name << " is empty";
-        EXPECT_NEAR(table, s[engine], 0.01 * std::fabs(s[engine])) << name;
+    // And in the lowest decades of density, where air dissociates at the lowest temperatures.
+    for (const char* args : {"--rho 0.01 --T 5000", "--rho 1e-7 --T 3000"}) {
+        const auto s = state(args);
+        const std::pair<std::size_t, const char*> pairs[] = {{kP, "p"}, {kE, "e"},   {kGamma, "gamma"},  {kCp, "cp"},
+                                                             {kM, "M"}, {kMu, "mu"}, {kLambda, "lambda"}};
+        for (std::size_t k = 0; k < 7; ++k) {
+            const auto [engine, name] = pairs[k];
+            const double table = s[kFirstTable + k];
+            ASSERT_FALSE(std::isnan(table)) << args << ": table_" << name << " is empty";
+            EXPECT_NEAR(table, s[engine], 0.01 * std::fabs(s[engine])) << args << ": " << name;
+        }
+        // The tables' equilibrium speed of sound is the engine's; their sqrt(p gamma/rho) is not
+        // below it (the two differ where the composition changes with density).
+        EXPECT_NEAR(s[kTableAEq], s[kA], 0.005 * s[kA]) << args;
+        EXPECT_GE(s[kTableA], 0.999 * s[kTableAEq]) << args;
     }
+}
+
+// Below the engine's species data (200 K) the tables answer alone: a 50 K wind-tunnel stream at
+// 1 atm is frozen ideal air of rho = p M/(R T) = 101325 * 0.0288503 / (8.314462618 * 50) =
+// 7.0317 kg/m3, and its engine cells but T and rho stay empty.
+TEST_F(EquilibriumAirCli, BelowTheSpeciesDataTheTablesAnswerAlone) {
+    const auto rows = csv("--p 101325 --T 50");
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0][kT], "50");
+    EXPECT_NEAR(std::stod(rows[0][kRho]), 7.0317, 1e-4 * 7.0317);
+    for (const std::size_t i : {kP, kE, kH, kCp, kGamma, kM, kA, kMu, kLambda, kFirstX}) EXPECT_EQ(rows[0][i], "") << i;
+    EXPECT_NEAR(std::stod(rows[0][kFirstTable]), 101325.0, 1e-6 * 101325.0);
+    EXPECT_NEAR(std::stod(rows[0][kFirstTable + 2]), 1.4, 1e-3);  // gamma of diatomic air
+    EXPECT_NEAR(std::stod(rows[0][kTableAEq]), std::sqrt(1.4 * kGasConstant * 50.0 / kAirMolarMassFromAtoms),
+                1e-3 * 141.7);
+    const auto r = run("props equilibrium-air --rho 7 --T 100");
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.out.find("the engine has no answer"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("the tables alone"), std::string::npos) << r.out;
 }
 
 TEST_F(EquilibriumAirCli, MoleFractionsAddUpToOne) {

@@ -246,35 +246,106 @@ engine_point engine(double T, double rho) {
 
 }  // namespace
 
-TEST(HypersonicTables, TheBuiltInLadderIsContinuousAcrossItsBands) {
+// Relative difference, with a floor for the energies that pass through zero near 420 K.
+double relative(double a, double b, double floor = 0.0) { return std::fabs(a - b) / (std::fabs(b) + floor); }
+
+// Every table value of a state, named by its table.
+std::vector<double> values_of(const mp::hypersonic::table_state& s) {
+    return {s.e, s.p, s.gamma, s.cp, s.M, s.mu, s.lambda, s.kappa, s.a, s.a_eq};
+}
+
+TEST(HypersonicTables, TheBuiltInLadderIsContinuousAtEveryBandEdgeAndAtTheLowestDensity) {
     ASSERT_NE(mp::hypersonic::builtin_tables(), nullptr);
     const auto& set = builtin();
     const auto& l = set.layout();
     EXPECT_EQ(set.band_count(), l.bands);
-    EXPECT_DOUBLE_EQ(l.rho_low, 1e-6);
+    EXPECT_DOUBLE_EQ(l.rho_low, 1e-9);
     EXPECT_NEAR(l.rho_high(), 100.0, 1e-9);
+    EXPECT_EQ(l.T_min, 50.0);
+    EXPECT_EQ(l.T_max, 20000.0);
     // Band of a density: the band whose origin is at or below it.
+    EXPECT_EQ(set.band_of_density(1e-12), 0);
     EXPECT_EQ(set.band_of_density(1e-9), 0);
-    EXPECT_EQ(set.band_of_density(1e-6), 0);
-    EXPECT_EQ(set.band_of_density(1.0), 24);  // 1e-6 * 10^(24/4)
-    EXPECT_EQ(set.band_of_density(0.99), 23);
+    EXPECT_EQ(set.band_of_density(1.0), 36);  // 1e-9 * 10^(36/4)
+    EXPECT_EQ(set.band_of_density(0.99), 35);
     EXPECT_EQ(set.band_of_density(1e6), set.band_count() - 1);
     EXPECT_EQ(set.band_of_density(kNaN), 0);
+    // Neighbouring bands hold the same values on their shared edge, in every table, also in the
+    // frozen air below 200 K; so the lookup, which takes the upper band on the edge, does not
+    // jump there, nor at the lowest density, below which the composition of the lowest is kept.
+    constexpr double kEdgeTolerance = 1e-9;  // the two bands' edge densities differ by round-off
     for (std::int32_t b = 1; b < set.band_count(); ++b) {
         const double edge = set.band(b).grid().x2_origin;
         EXPECT_NEAR(set.band(b - 1).grid().x2_max, edge, 1e-12 * edge);
-        for (double T : {250.0, 4321.0, 15000.0}) {
-            const double below = set.band(b - 1).interpolate(CHypersonicBuiltInPG::kEnergy, T, edge);
-            const double above = set.band(b).interpolate(CHypersonicBuiltInPG::kEnergy, T, edge);
-            EXPECT_NEAR(below, above, 1e-9 * (std::fabs(above) + 1e5)) << b << " " << T;
+        for (double T : {60.0, 150.0, 250.0, 4321.0, 15000.0}) {
+            for (std::int32_t k = 0; k < l.tables; ++k) {
+                const double below = set.band(b - 1).interpolate(k, T, edge);
+                const double above = set.band(b).interpolate(k, T, edge);
+                EXPECT_LT(relative(below, above, k == CHypersonicBuiltInPG::kEnergy ? 287.0 * T : 0.0), kEdgeTolerance)
+                    << "table " << k << " at band edge " << b << ", T = " << T;
+            }
         }
+    }
+    for (std::int32_t b = 0; b < set.band_count(); ++b) {
+        const double edge = set.band(b).grid().x2_origin;
+        for (double T : {60.0, 199.9, 200.1, 3000.0, 9000.0}) {
+            const auto lo = values_of(set.at_T_rho(T, edge * (1.0 - 1e-12)));
+            const auto hi = values_of(set.at_T_rho(T, edge * (1.0 + 1e-12)));
+            for (std::size_t k = 0; k < lo.size(); ++k)
+                EXPECT_LT(relative(lo[k], hi[k], k == 0 ? 287.0 * T : 0.0), kEdgeTolerance)
+                    << "value " << k << " at the lower edge of band " << b << ", T = " << T;
+        }
+    }
+}
+
+// Below 1e-9 kg/m3 every value is that of 1e-9 kg/m3 at the same T, and p is scaled by rho/1e-9
+// (an ideal gas of that composition); the four queries agree with each other there, and
+// densities or pressures that are zero, negative or NaN answer finite, positive states.
+TEST(HypersonicTables, BelowTheLowestDensityTheCompositionOfTheLowestIsKept) {
+    const auto& set = builtin();
+    const double low = set.layout().rho_low;
+    for (const double T : {120.0, 300.0, 3000.0, 6000.0, 12000.0}) {
+        const auto at_low = set.at_T_rho(T, low);
+        for (const double ratio : {0.5, 1e-2, 1e-6}) {
+            const double rho = low * ratio;
+            const auto s = set.at_T_rho(T, rho);
+            EXPECT_FALSE(s.inside);
+            EXPECT_NEAR(s.p, at_low.p * ratio, 1e-14 * s.p) << T << " " << rho;
+            EXPECT_EQ(s.e, at_low.e);
+            EXPECT_EQ(s.gamma, at_low.gamma);
+            EXPECT_EQ(s.M, at_low.M);
+            EXPECT_NEAR(s.a, at_low.a, 1e-14 * s.a);
+            EXPECT_NEAR(s.a_eq, at_low.a_eq, 1e-14 * s.a_eq);
+            double r[8];
+            set.state_e_rho(s.e, rho, r);  // T, p, ...
+            EXPECT_NEAR(r[0], T, 1e-5 * T);
+            EXPECT_NEAR(r[1], s.p, 1e-4 * s.p);
+            set.state_p_rho(s.p, rho, r);  // T, e, ...
+            EXPECT_NEAR(r[0], T, 1e-5 * T);
+            set.state_p_T(s.p, T, r);  // rho, e, ...
+            EXPECT_NEAR(r[0], rho, 1e-12 * rho);
+            EXPECT_EQ(r[1], s.e);
+        }
+    }
+    for (const double bad : {0.0, -1.0, kNaN, -std::numeric_limits<double>::infinity()}) {
+        const auto s = set.at_T_rho(3000.0, bad);
+        EXPECT_GT(s.p, 0.0) << bad;
+        EXPECT_TRUE(std::isfinite(s.a) && std::isfinite(s.a_eq) && std::isfinite(s.e)) << bad;
+        const auto q = set.at_p_T(bad, 3000.0);
+        EXPECT_GT(q.rho, 0.0) << bad;
+        EXPECT_TRUE(std::isfinite(q.rho) && std::isfinite(q.a) && std::isfinite(q.a_eq)) << bad;
+        double r[8];
+        set.state_p_rho(1e-3, bad, r);
+        for (double v : r) EXPECT_TRUE(std::isfinite(v)) << bad;
+        set.state_e_rho(1e6, bad, r);
+        for (double v : r) EXPECT_TRUE(std::isfinite(v)) << bad;
     }
 }
 
 TEST(HypersonicMedium, FullStateOperationsAgreeWithTheEngine) {
     auto m = make_medium();
     for (double T : {800.0, 3500.0, 6500.0, 11000.0, 18000.0})
-        for (double rho : {3e-5, 2e-3, 0.15, 4.0, 40.0}) {
+        for (double rho : {3e-8, 3e-5, 2e-3, 0.15, 4.0, 40.0}) {
             const auto e = engine(T, rho).pr;
             double p, Tf, cp, gamma, M, a, mu, lambda;
             m->get_properties_rho_e(e.e, rho, nullptr, 0.0, &p, &Tf, &cp, &gamma, &M, &a, &mu, &lambda);
@@ -343,6 +414,36 @@ TEST(HypersonicMedium, TemperatureFromEnthalpyConvergesFromAnyStart) {
     EXPECT_NEAR(m->get_temperature_from_enthalpy(1e12, p, nullptr, 0.0, 1000.0), 20000.0, 1.0);
 }
 
+// The equilibrium speed of sound through the medium's own interface: within 0.5 % of the engine's
+// sqrt((dp/drho)_s) across the tables, from (T, rho) and from (e, rho), while the medium's a stays
+// sqrt(p gamma / rho); the two differ by sqrt(kappa / gamma), several percent where air dissociates.
+TEST(HypersonicMedium, EquilibriumSoundSpeedAgreesWithTheEngine) {
+    auto m = make_medium();
+    std::any request = std::shared_ptr<I_solver_equilibrium_sound_speed>();
+    ASSERT_EQ(m->query_interface(request), MP_STATUS_OK);
+    const auto sound = std::any_cast<std::shared_ptr<I_solver_equilibrium_sound_speed>>(request);
+    constexpr double kGoal = 5e-3;  // of the engine's value
+    for (double T : {250.0, 1500.0, 3500.0, 6500.0, 11000.0, 18000.0})
+        for (double rho : {3e-9, 4e-7, 3e-5, 2e-3, 0.15, 4.0, 40.0}) {
+            const auto e = engine(T, rho).pr;
+            double a_eq, kappa;
+            sound->get_equilibrium_sound_speed_T_rho(T, rho, nullptr, &a_eq, &kappa);
+            EXPECT_NEAR(a_eq, e.sound_speed, kGoal * e.sound_speed) << T << " " << rho;
+            EXPECT_NEAR(kappa, e.isentropic_exponent, kGoal * e.isentropic_exponent) << T << " " << rho;
+            double a_eq_e, kappa_e;
+            sound->get_equilibrium_sound_speed_rho_e(e.e, rho, nullptr, T, &a_eq_e, &kappa_e);
+            EXPECT_NEAR(a_eq_e, e.sound_speed, kGoal * e.sound_speed) << T << " " << rho;
+            double p, en, cp, gamma, M, a, mu, lambda;
+            m->get_properties_T_rho(T, rho, nullptr, &p, &en, &cp, &gamma, &M, &a, &mu, &lambda);
+            EXPECT_NEAR(a, std::sqrt(p * gamma / rho), 1e-12 * a);
+            EXPECT_NEAR(a_eq / a, std::sqrt(kappa / gamma), 1e-12);
+            // Where the engine's two sound speeds differ by more than 2 %, so do the medium's.
+            if (e.gamma / e.isentropic_exponent > 1.05) {
+                EXPECT_GT(a / a_eq, 1.02) << T << " " << rho;
+            }
+        }
+}
+
 TEST(HypersonicMedium, InterfacesOfADensityBasedMedium) {
     auto m = make_medium();
     std::any ph = std::shared_ptr<I_solver__thermodynamics_P_H>();
@@ -353,8 +454,137 @@ TEST(HypersonicMedium, InterfacesOfADensityBasedMedium) {
     EXPECT_EQ(m->query_interface(hy), MP_STATUS_OK);
     std::any ig = std::shared_ptr<I_fluid_ideal_gas>();
     EXPECT_EQ(m->query_interface(ig), MP_STATUS_OK);
+    std::any sound = std::shared_ptr<I_solver_equilibrium_sound_speed>();
+    EXPECT_EQ(m->query_interface(sound), MP_STATUS_OK);
     EXPECT_EQ(m->get_type_id(), 9);
     EXPECT_EQ(m->get_substances().size(), 1);
+}
+
+// ---- a table set of a layout of its own ------------------------------------------------------------
+
+namespace {
+
+// 100..5000 K in 9 nodes (100, 163, 266 K, ...), two bands of 3 nodes from 0.01 kg/m3; eight
+// tables with frozen air below 200 K and the composition of 0.01 kg/m3 below it, or the seven
+// tables and the guard of a record of version 1.
+mp::hypersonic::table_layout small_layout(bool version_2) {
+    mp::hypersonic::table_layout l;
+    l.T_min = 100.0;
+    l.T_max = 5000.0;
+    l.n1 = 9;
+    l.rho_low = 0.01;
+    l.bands = 2;
+    l.bands_per_decade = 2;
+    l.n2 = 3;
+    l.x1_tolerance = 1e-9;
+    l.x2_tolerance = 1e-9;
+    if (version_2) {
+        l.tables = CHypersonicBuiltInPG::kTableCountWithExponent;
+        l.T_frozen = 200.0;
+        l.below = mp::hypersonic::below_lowest_band::composition_of_lowest;
+    }
+    return l;
+}
+
+mp::hypersonic::table_set generate(const mp::hypersonic::table_layout& l) {
+    std::vector<std::shared_ptr<CHypersonicBuiltInPG>> bands;
+    mp::hypersonic::generation_report report;
+    EXPECT_TRUE(mp::hypersonic::generate_equilibrium_air(l, bands, 1, &report));
+    EXPECT_EQ(report.failures, 0);
+    EXPECT_EQ(report.points, 2 * 3 * 9);
+    mp::hypersonic::table_set set;
+    EXPECT_TRUE(set.assign(l, std::move(bands)));
+    return set;
+}
+
+bytes write_set(const mp::hypersonic::table_set& set) {
+    C_file_io s;
+    s.open_memory();
+    set.write(s);
+    return s.memory_bytes();
+}
+
+mp::hypersonic::table_set read_set(const bytes& data) {
+    mp::hypersonic::table_set set;
+    C_file_io s;
+    s.open_memory(data);
+    set.read(s);
+    return set;
+}
+
+template <class T>
+T at(const bytes& data, std::size_t offset) {
+    T v;
+    std::memcpy(&v, data.data() + offset, sizeof v);
+    return v;
+}
+
+template <class T>
+bytes with(bytes data, std::size_t offset, T v) {
+    std::memcpy(data.data() + offset, &v, sizeof v);
+    return data;
+}
+
+}  // namespace
+
+// Version 2 carries the table count, T_frozen and the rule below the lowest band after the
+// layout of version 1; a set whose layout version 1 can hold is written as version 1. Both read
+// back to the same bytes and answers; damage is refused with the stream's error.
+TEST(HypersonicTables, RecordsOfBothVersionsRoundTripAndDamageIsRefused) {
+    const auto v2 = generate(small_layout(true));
+    const bytes data = write_set(v2);
+    ASSERT_EQ(data.size(), 70u + 2u * (13u + 8u * 9u * 3u * 8u));
+    EXPECT_EQ(data[0], 2);
+    EXPECT_EQ(at<double>(data, 1), 100.0);
+    EXPECT_EQ(at<std::int32_t>(data, 17), 9);
+    EXPECT_EQ(at<double>(data, 21), 0.01);
+    EXPECT_EQ(at<std::int32_t>(data, 57), 8);  // tables
+    EXPECT_EQ(at<double>(data, 61), 200.0);    // T_frozen
+    EXPECT_EQ(data[69], 1);                    // the composition of the lowest density below it
+    EXPECT_EQ(at<std::int32_t>(data, 70), 8);  // the first band's generator record
+    const auto back = read_set(data);
+    EXPECT_EQ(write_set(back), data);
+    EXPECT_TRUE(mp::hypersonic::same_layout(back.layout(), v2.layout()));
+    for (const double rho : {0.001, 0.02, 0.08}) {
+        const auto a = v2.at_T_rho(1234.0, rho), b = back.at_T_rho(1234.0, rho);
+        EXPECT_EQ(a.p, b.p);
+        EXPECT_EQ(a.a_eq, b.a_eq);
+    }
+
+    const auto v1 = generate(small_layout(false));
+    const bytes old = write_set(v1);
+    ASSERT_EQ(old.size(), 57u + 2u * (13u + 7u * 9u * 3u * 8u));
+    EXPECT_EQ(old[0], 1);
+    EXPECT_EQ(at<std::int32_t>(old, 57), 7);  // the first band's generator record follows the layout
+    EXPECT_EQ(write_set(read_set(old)), old);
+    // Without the exponent's table kappa is gamma and a_eq the tables' a.
+    const auto s = v1.at_T_rho(3000.0, 0.03);
+    EXPECT_EQ(s.kappa, s.gamma);
+    EXPECT_EQ(s.a_eq, s.a);
+
+    // A version-2 record whose layout version 1 could hold reads, and is written as it came.
+    bytes plain = write_set(v1);
+    plain[0] = 2;
+    plain.insert(plain.begin() + 57, 13, 0);
+    plain = with<std::int32_t>(plain, 57, 7);
+    EXPECT_EQ(write_set(read_set(plain)), plain);
+
+    const std::pair<const char*, bytes> damaged[] = {
+        {"version 3", with<std::uint8_t>(data, 0, 3)},
+        {"version 0", with<std::uint8_t>(data, 0, 0)},
+        {"nine tables", with<std::int32_t>(data, 57, 9)},
+        {"seven tables in the layout, eight in the bands", with<std::int32_t>(data, 57, 7)},
+        {"T_frozen NaN", with<double>(data, 61, kNaN)},
+        {"T_frozen negative", with<double>(data, 61, -1.0)},
+        {"an unknown rule below the lowest band", with<std::uint8_t>(data, 69, 2)},
+        {"a band of seven tables", with<std::int32_t>(data, 70, 7)},
+        {"T_min zero", with<double>(data, 1, 0.0)},
+        {"a version-1 band of six tables", with<std::int32_t>(old, 57, 6)},
+    };
+    for (const auto& [what, record] : damaged) EXPECT_THROW(read_set(record), c_RQ_io_error) << what;
+    for (std::size_t cut : {std::size_t(0), std::size_t(57), std::size_t(65), std::size_t(69), std::size_t(70),
+                            data.size() / 2, data.size() - 1})
+        EXPECT_THROW(read_set(bytes(data.begin(), data.begin() + long(cut))), c_RQ_io_error) << cut;
 }
 
 // ---- the factory -----------------------------------------------------------------------------------

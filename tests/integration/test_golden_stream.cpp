@@ -23,6 +23,7 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "medium_physics/i_medium_physics.h"
 #include "medium_physics/standalone_host.h"
+#include "support/committed_lines.h"
 
 namespace {
 
@@ -214,19 +215,7 @@ TEST(GoldenNumbers, EveryBuiltInMediumAnswersTheCommittedNumbers) {
         std::ofstream(kNumbersFile, std::ios::binary | std::ios::trunc) << numbers;
         GTEST_SKIP() << "wrote " << kNumbersFile;
     }
-    std::ifstream in(kNumbersFile, std::ios::binary);
-    ASSERT_TRUE(in) << kNumbersFile;
-    std::istringstream got(numbers);
-    std::string want_line, got_line;
-    int line = 0, differing = 0;
-    while (std::getline(in, want_line)) {
-        ++line;
-        if (!std::getline(got, got_line)) got_line = "(missing)";
-        if (got_line != want_line && ++differing <= 10)
-            ADD_FAILURE() << "line " << line << "\n  committed: " << want_line << "\n  now:       " << got_line;
-    }
-    EXPECT_FALSE(std::getline(got, got_line)) << "more lines than committed: " << got_line;
-    EXPECT_EQ(differing, 0);
+    test_support::expect_committed_lines(kNumbersFile, numbers);
 }
 
 #ifdef MP_CLI_PATH

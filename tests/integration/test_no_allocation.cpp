@@ -6,6 +6,7 @@
 #include <new>
 
 #include "factory/c_medium_physics.h"
+#include "hypersonic/c_hypersonic_gas_thermodynamics.h"
 #include "tables/chem_table_support.h"
 #include "real_gas/crgpropertygenerator.h"
 #include "medium_physics/standalone_host.h"
@@ -167,4 +168,32 @@ TEST(NoAllocation, ChemistryTableLookups) {
     EXPECT_EQ(allocations, 0u);
     EXPECT_TRUE(std::isfinite(sum));
     EXPECT_TRUE(t.out_of_range());
+}
+
+// The hypersonic medium over its built-in tables (read before counting): every state operation and
+// the equilibrium sound speed, in the frozen air below 200 K, below the lowest density and at
+// states outside the tables.
+TEST(NoAllocation, HypersonicMediumOperations) {
+    auto gas = std::make_shared<C_hypersonic_gas_substance>();
+    ASSERT_TRUE(gas->init(host_guid{}, CHostString(u"air"), mp::hypersonic::builtin_tables(), nullptr));
+    const auto m = C_hypersonic_gas_thermodynamics::create(gas);
+    double r[8], sum = 0.0, a_eq = 0.0, kappa = 0.0;
+    counting_scope scope;
+    for (const double T : {30.0, 120.0, 3000.0, 9000.0, 30000.0})
+        for (const double rho : {1e-11, 1e-7, 0.5, 300.0}) {
+            double p, e, cp, gamma, M, a, mu, lambda;
+            m->get_properties_T_rho(T, rho, nullptr, &p, &e, &cp, &gamma, &M, &a, &mu, &lambda);
+            m->get_properties_rho_e(e, rho, nullptr, T, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7]);
+            m->get_properties_p_rho(p, rho, nullptr, 0.0, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7]);
+            m->get_properties_p_T(p, T, nullptr, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7]);
+            m->get_equilibrium_sound_speed_T_rho(T, rho, nullptr, &a_eq, &kappa);
+            sum += a_eq;
+            m->get_equilibrium_sound_speed_rho_e(e, rho, nullptr, T, &a_eq, &kappa);
+            sum += a_eq + m->get_temperature_from_enthalpy(e + p / rho, p, nullptr, 0.0, T) +
+                   gas->tables().at_p_T(p, T).a_eq;
+        }
+    const std::size_t allocations = g_allocations;
+    g_counting = false;
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_TRUE(std::isfinite(sum));
 }

@@ -1,6 +1,7 @@
 // medium-physics props equilibrium-air: air in chemical equilibrium from the library's engine
 // (mp::equilibrium::air::solve) at (T, rho) or (T, p), beside the hypersonic medium's built-in
-// tables at the same T and rho (mp::hypersonic::table_set::values_inside).
+// tables at the same T and rho (mp::hypersonic::table_set::at_T_rho, at_p_T). Either may answer
+// alone: the engine beyond the tables, the tables below the engine's species data.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -22,10 +23,13 @@ namespace {
 namespace air = mp::equilibrium::air;
 
 // One state from the engine, and the tables' values at its (T, rho) when it lies inside them.
+// When the engine has no answer, the tables' own state (at the given density, or at the density
+// their (p, T) query finds).
 struct equilibrium_air_point {
     air::solution engine;
     bool in_tables = false;
-    mp::hypersonic::table_values table;
+    mp::hypersonic::table_state table;
+    double T = 0.0, rho = 0.0;  // K, kg/m3: the state shown
 };
 
 std::string tables_range(const mp::hypersonic::table_layout& layout) {
@@ -50,30 +54,46 @@ std::string failure_text(air::failure reason, double T) {
         return "the equilibrium engine solved the composition but could not evaluate its properties";
     case air::failure::no_transport:
         return "the viscosity and conductivity of the equilibrium composition could not be computed";
+    case air::failure::below_species_data: {
+        double low = 0.0, high = 0.0;
+        air::species_data_range(low, high);
+        return "below the engine's species data, " + table_number(low) + " to " + table_number(high) + " K";
+    }
     case air::failure::none: break;
     }
     return {};
 }
 
-// Solves one state: at (T, rho), or at (T, p) and then the tables at the density found.
+// Solves one state: at (T, rho), or at (T, p) and then the tables at the density found. When the
+// engine has no answer the tables answer alone; when neither does the command fails with the
+// engine's reason.
 equilibrium_air_point solve_equilibrium_air(const mp::equilibrium::mixture& mixture,
                                             const mp::hypersonic::table_set* tables, const props_request& request,
                                             double T, captured_log& log) {
     equilibrium_air_point point;
+    point.T = T;
     point.engine = request.rho_given ? air::solve(mixture, T, air::given::density, request.rho)
                                      : air::solve(mixture, T, air::given::pressure, request.p);
-    if (!point.engine.solved()) {
+    if (point.engine.solved()) {
+        point.rho = point.engine.engine.rho;
+    } else if (tables) {
+        point.rho = request.rho_given ? request.rho : tables->at_p_T(request.p, T).rho;
+    }
+    if (tables && (point.engine.solved() || point.rho > 0.0) && tables->holds(T, point.rho)) {
+        point.in_tables = true;
+        point.table = tables->at_T_rho(T, point.rho);
+    }
+    if (!point.engine.solved() && !point.in_tables) {
         std::ostringstream message;
         message << kEquilibriumAirName << " at T = " << exact_number(T) << " K, "
                 << (request.rho_given ? "rho = " + exact_number(request.rho) + " kg/m3"
                                       : "p = " + exact_number(request.p) + " Pa")
-                << ": " << failure_text(point.engine.reason, T) << "\n";
+                << ": " << failure_text(point.engine.reason, T) << ", and the state lies outside the tables\n";
         print_library_lines(log.take(), message);
         std::string text = message.str();
         text.pop_back();  // the error printer ends the line
         throw command_error(text);
     }
-    if (tables) point.in_tables = tables->values_inside(T, point.engine.engine.rho, point.table);
     return point;
 }
 
@@ -108,35 +128,41 @@ std::string relative_difference(double table, double engine) {
 
 void print_equilibrium_air_point(const equilibrium_air_point& point, const props_request& request,
                                  const mp::hypersonic::table_set* tables) {
+    const bool engine = point.engine.solved();
     const auto& e = point.engine.engine;
     const auto& t = point.table;
-    std::cout << "T = " << table_number(e.T) << " K, ";
+    std::cout << "T = " << table_number(point.T) << " K, ";
     if (request.rho_given)
-        std::cout << "rho = " << table_number(e.rho) << " kg/m3\n";
+        std::cout << "rho = " << table_number(point.rho) << " kg/m3\n";
     else
-        std::cout << "p = " << table_number(request.p) << " Pa: rho = " << table_number(e.rho) << " kg/m3\n";
+        std::cout << "p = " << table_number(request.p) << " Pa: rho = " << table_number(point.rho) << " kg/m3"
+                  << (engine ? "" : " (from the tables)") << "\n";
     if (!tables)
         std::cout << "  (the built-in tables are not available in this build)\n";
     else if (!point.in_tables)
         std::cout << "  outside the tables (" << tables_range(tables->layout()) << "): the engine alone\n";
+    if (!engine)
+        std::cout << "  the engine has no answer (" << failure_text(point.engine.reason, point.T)
+                  << "): the tables alone\n";
 
     struct quantity {
         const char* name;
-        double engine;
-        const double* table;  // nullptr: not a table value
+        const double* engine;  // nullptr: not an engine value
+        const double* table;   // nullptr: not a table value
     };
     const quantity quantities[] = {
-        {"p [Pa]", e.p, &t.p},
-        {"T [K]", e.T, nullptr},
-        {"rho [kg/m3]", e.rho, nullptr},
-        {"e [J/kg]", e.e, &t.e},
-        {"h [J/kg]", e.h, nullptr},
-        {"cp [J/(kg K)]", e.cp, &t.cp},
-        {"gamma", e.gamma, &t.gamma},
-        {"M [kg/mol]", e.molar_mass, &t.M},
-        {"a [m/s]", e.sound_speed, &t.a},
-        {"mu [Pa s]", point.engine.viscosity_Pa_s, &t.mu},
-        {"lambda [W/(m K)]", point.engine.conductivity_W_mK, &t.lambda},
+        {"p [Pa]", &e.p, &t.p},
+        {"T [K]", &e.T, nullptr},
+        {"rho [kg/m3]", &e.rho, nullptr},
+        {"e [J/kg]", &e.e, &t.e},
+        {"h [J/kg]", &e.h, &t.h},
+        {"cp [J/(kg K)]", &e.cp, &t.cp},
+        {"gamma", &e.gamma, &t.gamma},
+        {"M [kg/mol]", &e.molar_mass, &t.M},
+        {"a [m/s]", &e.sound_speed, &t.a_eq},
+        {"sqrt(p gamma/rho) [m/s]", nullptr, &t.a},
+        {"mu [Pa s]", &point.engine.viscosity_Pa_s, &t.mu},
+        {"lambda [W/(m K)]", &point.engine.conductivity_W_mK, &t.lambda},
     };
     std::vector<std::vector<std::string>> lines;
     if (point.in_tables)
@@ -144,16 +170,19 @@ void print_equilibrium_air_point(const equilibrium_air_point& point, const props
     else
         lines.push_back({"", "engine"});
     for (const auto& q : quantities) {
-        std::vector<std::string> cells = {q.name, table_number(q.engine)};
-        if (point.in_tables && q.table != nullptr) {
-            cells.push_back(table_number(*q.table));
-            cells.push_back(relative_difference(*q.table, q.engine));
+        if (!point.in_tables && q.engine == nullptr) continue;
+        std::vector<std::string> cells = {q.name, engine && q.engine ? table_number(*q.engine) : std::string("-")};
+        if (point.in_tables) {
+            cells.push_back(q.table ? table_number(*q.table) : std::string("-"));
+            cells.push_back(engine && q.engine && q.table ? relative_difference(*q.table, *q.engine) : std::string());
         }
         lines.push_back(std::move(cells));
     }
-    lines.push_back({"mole fractions:"});
-    const auto& set = air::species();
-    for (int j = 0; j < set.species_count(); ++j) lines.push_back({set.at(j).name, table_number(e.x[j])});
+    if (engine) {
+        lines.push_back({"mole fractions:"});
+        const auto& set = air::species();
+        for (int j = 0; j < set.species_count(); ++j) lines.push_back({set.at(j).name, table_number(e.x[j])});
+    }
     print_aligned(lines);
 }
 
@@ -161,22 +190,28 @@ std::vector<std::string> equilibrium_air_csv_header() {
     std::vector<std::string> header = {"p", "T", "rho", "e", "h", "cp", "gamma", "M", "a", "mu", "lambda"};
     const auto& set = air::species();
     for (int j = 0; j < set.species_count(); ++j) header.push_back(std::string("x_") + set.at(j).name);
-    for (const char* name : {"p", "e", "gamma", "cp", "M", "mu", "lambda"})
+    for (const char* name : {"p", "e", "gamma", "cp", "M", "mu", "lambda", "a", "a_eq"})
         header.push_back(std::string("table_") + name);
     return header;
 }
 
 std::vector<std::string> equilibrium_air_csv_row(const equilibrium_air_point& point) {
+    const bool engine = point.engine.solved();
     const auto& e = point.engine.engine;
     std::vector<std::string> row;
+    // Without the engine's answer its cells stay empty but T and rho, which the state is given by.
     for (const double v : {e.p, e.T, e.rho, e.e, e.h, e.cp, e.gamma, e.molar_mass, e.sound_speed,
                            point.engine.viscosity_Pa_s, point.engine.conductivity_W_mK})
-        row.push_back(exact_number(v));
+        row.push_back(engine ? exact_number(v) : std::string());
+    if (!engine) {
+        row[1] = exact_number(point.T);
+        row[2] = exact_number(point.rho);
+    }
     const auto& set = air::species();
-    for (int j = 0; j < set.species_count(); ++j) row.push_back(exact_number(e.x[j]));
+    for (int j = 0; j < set.species_count(); ++j) row.push_back(engine ? exact_number(e.x[j]) : std::string());
     // Outside the tables these cells stay empty.
     const auto& t = point.table;
-    for (const double v : {t.p, t.e, t.gamma, t.cp, t.M, t.mu, t.lambda})
+    for (const double v : {t.p, t.e, t.gamma, t.cp, t.M, t.mu, t.lambda, t.a, t.a_eq})
         row.push_back(point.in_tables ? exact_number(v) : std::string());
     return row;
 }
@@ -191,14 +226,19 @@ std::string equilibrium_air_footer() {
            "of formation included: zero for N2 and O2 at 298.15 K), cp [J/(kg K)], gamma = cp/cv, M "
            "[kg/mol], a [m/s] (equilibrium speed of sound), mu [Pa s], lambda [W/(m K)] (frozen) and the "
            "11 mole fractions, then the hypersonic medium's built-in tables at the same T and rho (for --p: "
-           "the density the engine finds) with their relative difference; outside the tables (" +
+           "the density the engine finds) with their relative difference, the tables' a being the equilibrium speed of "
+           "sound a_eq from their isentropic exponent; outside the tables (" +
            tables_range(mp::hypersonic::default_layout()) +
-           ") the engine alone. The tables' a is sqrt(p gamma/rho). mu and lambda ignore collisions "
+           ") the engine alone, and where the engine has no species data (below 200 K) the tables alone (their "
+           "frozen ideal air; for --p at the density of their own (p, T) query). The medium's own sound speed, "
+           "sqrt(p gamma/rho), is shown beside them. mu and lambda ignore collisions "
            "between charged particles: indicative only where the air is strongly ionised (above about "
            "9000 K at low density). --csv columns: p,T,rho,e,h,cp,gamma,M,a,mu,lambda, "
            "x_N2,x_O2,x_NO,x_N,x_O,x_N2+,x_O2+,x_NO+,x_N+,x_O+,x_e-, "
-           "table_p,table_e,table_gamma,table_cp,table_M,table_mu,table_lambda (the table cells empty "
-           "outside the tables). A state the engine does not solve ends the command with exit code 1.";
+           "table_p,table_e,table_gamma,table_cp,table_M,table_mu,table_lambda,table_a,table_a_eq (table_a = "
+           "sqrt(p gamma/rho), table_a_eq the equilibrium speed of sound; the table cells empty outside the "
+           "tables, the engine's cells but T and rho empty where it has no answer). A state that neither "
+           "the engine nor the tables answer ends the command with exit code 1.";
 }
 
 int run_props_equilibrium_air(const props_request& request, bool verbose) {
@@ -240,9 +280,10 @@ int run_props_equilibrium_air(const props_request& request, bool verbose) {
         }
         if (any_in_tables)
             print_notes(
-                {"the tables' a is sqrt(p gamma/rho), as the hypersonic medium answers it; the engine's a is "
-                 "the equilibrium speed of sound, sqrt(kappa p/rho) with the isentropic exponent kappa, which "
-                 "is below gamma where the composition changes with density"});
+                {"a is the equilibrium speed of sound, sqrt(kappa p/rho) with the isentropic exponent kappa (the "
+                 "tables hold kappa; the hypersonic medium answers it through I_solver_equilibrium_sound_speed); "
+                 "sqrt(p gamma/rho) is the sound speed of the medium's solver interfaces, higher where the "
+                 "composition changes with density"});
     }
     print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
     return kExitOk;
