@@ -47,6 +47,8 @@ public:
                             double* M, double* a, double* mu, double* lambda) const noexcept override;
 
 private:
+    // Writes the warning (or error) of a limited or negative cp.
+    void report_cp_check(cp_check check) const noexcept;
     friend class C_liquid_mixture<C_comp_liquid_thermodynamics, C_compressible_liquid_substance,
                                   I_solver__compressible_liquid>;
     C_comp_liquid_thermodynamics() = default;

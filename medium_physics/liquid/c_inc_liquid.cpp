@@ -211,6 +211,7 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
     m_volume.set_table(count, m_volume_T.data(), m_volume_v.data());
     m_dvolume_dT.set_table(count, m_volume_T.data(), m_volume_dv.data());
     m_d2volume_dT2.set_table(count, m_volume_T.data(), m_volume_d2v.data());
+    note_volume_grid();
     return true;
 }
 
@@ -234,6 +235,23 @@ double C_incompressible_liquid_substance::enthalpy_corrected(double p, double T)
 }
 
 double C_incompressible_liquid_substance::enthalpy_plain(double, double T) const noexcept { return m_cp.integral(T); }
+
+C_incompressible_liquid_substance::caloric C_incompressible_liquid_substance::caloric_at(
+    double p, double p_ref, double T, caloric_hint& hint) const noexcept {
+    double c = 0.0;
+    double I = 0.0;
+    hint.cp = m_cp.interval_near(T, hint.cp);
+    m_cp.value_and_integral_at(hint.cp, T, c, I);
+    const std::int32_t i = hint.volume = m_volume.interval_near(T, hint.volume);
+    const double v = m_volume.value_at(i, T);
+    if (!m_pressure_correction) return {I, c, c, v};
+    // the same expressions as enthalpy_corrected and cp_corrected, term for term
+    const std::int32_t j = m_shared_volume_grid ? i : c_1d_param::kSearch;
+    const double dv = m_dvolume_dT.value_at(j, T);
+    const double d2v = m_d2volume_dT2.value_at(j, T);
+    return {I + (v - T * dv) * (p - m_correction_pressure), c - (p - m_correction_pressure) * T * d2v,
+            c - (p_ref - m_correction_pressure) * T * d2v, v};
+}
 
 double C_incompressible_liquid_substance::expansion_slope(double T) const noexcept {
     const c_1d_param& s = m_dvolume_dT;
@@ -344,6 +362,7 @@ bool C_incompressible_liquid_substance::read(C_file_io& stream) {
     stream.get<std::uint8_t>();
     // A read-back liquid always has the corrections on, whatever the flag byte said.
     set_pressure_correction(true);
+    note_volume_grid();
     return true;
 }
 

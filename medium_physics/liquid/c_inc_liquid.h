@@ -124,6 +124,18 @@ public:
     double isobaric_cp(double p, double T) const noexcept { return get_cp(p, T); }
     // h(p, T), pressure-corrected when the corrections are on.
     double get_enthalpy(double p, double T) const noexcept { return (this->*m_enthalpy_function)(p, T); }
+    // h(p, T), cp(p, T) and cp(p_ref, T) in one pass, with one interval search per temperature
+    // grid: bit for bit what get_enthalpy(p, T), get_cp(p, T) and get_cp(p_ref, T) give. The
+    // Newton iterations of the liquid media need all three at every step.
+    // v is get_volume(T). hint carries the intervals of the last call (start with {-1, -1}), so
+    // that an iteration whose temperature stays in one interval searches no more.
+    struct caloric {
+        double h, cp, cp_ref, v;
+    };
+    struct caloric_hint {
+        std::int32_t cp, volume;
+    };
+    caloric caloric_at(double p, double p_ref, double T, caloric_hint& hint) const noexcept;
     // dv/dT with the rule of the expansion terms: the constant of a constant, 0 strictly outside
     // the table, linear interpolation inside.
     double expansion_slope(double T) const noexcept;
@@ -168,6 +180,12 @@ private:
     double m_reference_pressure = 0.0;
     double m_correction_pressure = kCorrectionPressure;
     bool m_pressure_correction = true;
+    // The volume, dv/dT and d2v/dT2 tables share the volume's temperatures (always when built
+    // here; checked when read), so one interval search serves all three.
+    bool m_shared_volume_grid = false;
+    void note_volume_grid() noexcept {
+        m_shared_volume_grid = m_dvolume_dT.same_grid(m_volume) && m_d2volume_dT2.same_grid(m_volume);
+    }
     property_function m_cp_function = &C_incompressible_liquid_substance::cp_corrected;
     property_function m_enthalpy_function = &C_incompressible_liquid_substance::enthalpy_corrected;
 };

@@ -13,14 +13,18 @@ std::int32_t C_inc_liquid_thermodynamics::query_interface(std::any& requested) {
 double C_inc_liquid_thermodynamics::get_cp(double p, double T, const double* Y) const noexcept {
     cp_check check = cp_check::ok;
     const double cp = corrected_cp(p, T, Y, check);
+    report_cp(check);
+    return cp;
+}
+
+void C_inc_liquid_thermodynamics::report_cp_check(cp_check check) const noexcept {
     if (check == cp_check::limited)
         MP_LOG(
             sink(), mp::line_kind::warning,
             "Warning 3003: MediumPhysics: %s(%d): Inconsistent thermodynamics: too large pressure correction of Cp\n");
-    else if (check == cp_check::negative)
+    else
         MP_LOG(sink(), mp::line_kind::warning,
                "Warning 3002: MediumPhysics: %s(%d): Inconsistent physical parameters: Cp<0 !\n");
-    return cp;
 }
 
 void C_inc_liquid_thermodynamics::get_properties_p_H(double H, double p, const double* Y, double G2, double T0,

@@ -25,6 +25,8 @@ public:
     double get_T_p_h(double p, double h, const double* Y) const noexcept override;
 
 private:
+    // Writes the warning (or error) of a limited or negative cp.
+    void report_cp_check(cp_check check) const noexcept;
     friend class C_liquid_mixture<C_inc_liquid_thermodynamics, C_incompressible_liquid_substance>;
     C_inc_liquid_thermodynamics() = default;
 };

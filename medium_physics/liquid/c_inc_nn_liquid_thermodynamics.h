@@ -32,6 +32,8 @@ public:
     double get_non_newtonian_viscosity(double p, double T, const double* Y, double shear_rate) const noexcept override;
 
 private:
+    // Writes the warning (or error) of a limited or negative cp.
+    void report_cp_check(cp_check check) const noexcept;
     friend class C_liquid_mixture<C_inc_non_newtonian_liquid_thermodynamics, C_inc_non_newtonian_liquid_substance>;
     C_inc_non_newtonian_liquid_thermodynamics() = default;
 };

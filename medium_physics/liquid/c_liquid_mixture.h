@@ -17,6 +17,17 @@
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
 
+// The interval hints of a component type that offers caloric_at; an empty placeholder otherwise.
+template <class S>
+struct caloric_hint_of {
+    struct type {};
+};
+template <class S>
+requires requires { typename S::caloric_hint; }
+struct caloric_hint_of<S> {
+    using type = typename S::caloric_hint;
+};
+
 // SolverInterface: the liquid interface the medium hands out (incompressible or compressible).
 template <class Derived, class Substance, class SolverInterface = I_solver__incompressible_liquid>
 class C_liquid_mixture : public I_write,
@@ -146,8 +157,9 @@ protected:
     // gives the reference value (check = negative). The medium reports the check.
     enum class cp_check { ok, limited, negative };
     double corrected_cp(double p, double T, const double* Y, cp_check& check) const noexcept {
-        const double cp_ref = raw_cp(kReferencePressure, T, Y);
-        const double cp = raw_cp(p, T, Y);
+        return limited_cp(raw_cp(kReferencePressure, T, Y), raw_cp(p, T, Y), check);
+    }
+    static double limited_cp(double cp_ref, double cp, cp_check& check) noexcept {
         check = cp_check::ok;
         if (cp_ref - cp > kCpDropLimit * cp_ref) {
             if (cp >= 0.0) {
@@ -159,6 +171,55 @@ protected:
         }
         return cp;
     }
+    // The mixture's h(p, T) and corrected cp at one temperature, with the check the medium reports
+    // (through its report_cp) where it uses the cp: what get_enthalpy and get_cp give, bit for bit.
+    // Components that offer caloric_at give them in one pass, with their specific volumes summed
+    // on the way (v, what density() inverts) and their table intervals kept in hints between
+    // calls; others are asked operation by operation (v stays 0: not known).
+    static constexpr bool kFusedCaloric = requires { typename Substance::caloric_hint; };
+    struct caloric_state {
+        double h = 0.0;
+        double cp = 0.0;
+        double v = 0.0;
+        cp_check check = cp_check::ok;
+    };
+    using caloric_hint = typename caloric_hint_of<Substance>::type;
+    struct caloric_hints {
+        caloric_hint at[thermo::kMaxCleanedSubstances];
+    };
+    void start_hints(caloric_hints& hints) const noexcept {
+        if constexpr (kFusedCaloric)
+            for (std::int32_t i = 0; i < m_count; ++i) hints.at[i] = {-1, -1};
+    }
+    caloric_state caloric(double p, double T, const double* Y, caloric_hints& hints) const noexcept {
+        caloric_state s;
+        if constexpr (kFusedCaloric) {
+            double cp = 0.0;
+            double cp_ref = 0.0;
+            for (std::int32_t i = 0; i < m_count; ++i) {
+                const auto c = component(i).caloric_at(p, kReferencePressure, T, hints.at[i]);
+                s.h += Y[i] * c.h;
+                cp += Y[i] * c.cp;
+                cp_ref += Y[i] * c.cp_ref;
+                s.v += Y[i] * c.v;
+            }
+            s.cp = limited_cp(cp_ref, cp, s.check);
+        } else {
+            s.h = get_enthalpy(p, T, Y);
+            s.cp = corrected_cp(p, T, Y, s.check);
+        }
+        return s;
+    }
+    // 1 / v when caloric knew v; else the density operation.
+    double density_of(const caloric_state& s, double p, double T, const double* Y) const noexcept {
+        if constexpr (kFusedCaloric)
+            return 1.0 / s.v;
+        else
+            return get_density(p, T, Y);
+    }
+    void report_cp(cp_check check) const noexcept {
+        if (check != cp_check::ok) static_cast<const Derived*>(this)->report_cp_check(check);
+    }
 
     // The outcome of a Newton iteration on enthalpy; the operation that ran it reports a failure.
     enum class newton_outcome { converged, not_increasing, out_of_steps };
@@ -169,11 +230,13 @@ protected:
                                      double* cp, double* gamma, double* M, double* a, double* mu, double* lambda,
                                      double* p_out) const noexcept {
         double Ts = T0;
-        const newton_outcome outcome = solve_T(H, p, Y, G2, true, T0, Ts);
+        caloric_state at_T;
+        const newton_outcome outcome = solve_T(H, p, Y, G2, true, T0, Ts, &at_T);
         if (outcome != newton_outcome::converged) Ts = T0;
         *T = Ts;
-        *rho = get_density(p, Ts, Y);
-        *cp = this->get_cp(p, Ts, Y);
+        *rho = density_of(at_T, p, Ts, Y);
+        report_cp(at_T.check);
+        *cp = at_T.cp;
         *gamma = *M = *a = 0.0;
         *mu = get_viscosity(p, Ts, Y);
         *lambda = get_conductivity(p, Ts, Y);
@@ -246,28 +309,41 @@ protected:
     }
 
     // Newton on T for H = h(p, T) + q / (2 rho^2) (q = 0 and no density term for the static form).
-    newton_outcome solve_T(double H, double p, const double* Y, double q, bool kinetic, double T0,
-                           double& T_out) const noexcept {
-        double h_prev = get_enthalpy(p, T0, Y);
+    // Each step evaluates h and cp together at the new temperature: the h decides monotonicity and
+    // convergence, the cp is the next step's slope. A cp check is reported when its cp is used, as
+    // get_cp would report it. *at_state receives the state at the solution, or at T0 on failure.
+    newton_outcome solve_T(double H, double p, const double* Y, double q, bool kinetic, double T0, double& T_out,
+                           caloric_state* at_state = nullptr) const noexcept {
+        caloric_hints hints;
+        start_hints(hints);
+        const caloric_state first = caloric(p, T0, Y, hints);
+        caloric_state state = first;
         double T = T0;
         for (std::int32_t k = 0;; ++k) {
-            const double c = this->get_cp(p, T, Y);
-            // h(p, T) is h_prev: it was evaluated at this T as the previous step's h_new (or at T0).
-            double residual = h_prev - H;
-            if (kinetic) {
-                const double rho = get_density(p, T, Y);
+            report_cp(state.check);
+            double residual = state.h - H;
+            if (kinetic && q != 0.0) {
+                const double rho = density_of(state, p, T, Y);
                 residual += 0.5 * q / (rho * rho);
             }
-            const double T_new = T - residual / c;
-            const double h_new = get_enthalpy(p, T_new, Y);
-            if ((h_new - h_prev) * (T_new - T) < 0.0) return newton_outcome::not_increasing;
-            if (k > kLimit) return newton_outcome::out_of_steps;
-            h_prev = h_new;
+            const double T_new = T - residual / state.cp;
+            const caloric_state next = caloric(p, T_new, Y, hints);
+            newton_outcome failed = newton_outcome::converged;
+            if ((next.h - state.h) * (T_new - T) < 0.0)
+                failed = newton_outcome::not_increasing;
+            else if (k > kLimit)
+                failed = newton_outcome::out_of_steps;
+            if (failed != newton_outcome::converged) {
+                if (at_state) *at_state = first;
+                return failed;
+            }
             if (std::fabs(T - T_new) <= kTolerance * T) {
                 T_out = T_new;
+                if (at_state) *at_state = next;
                 return newton_outcome::converged;
             }
             T = T_new;
+            state = next;
         }
     }
 

@@ -130,19 +130,6 @@ void c_1d_param::prepare_integral() {
     m_slope[n - 1] = 0.0;
 }
 
-std::int32_t c_1d_param::locate(double T) const noexcept {
-    if (m_inverse_step > 0.0) {
-        // A guess from the spacing, moved onto the interval the binary search would give.
-        auto i = static_cast<std::int32_t>((T - m_T[0]) * m_inverse_step);
-        i = std::clamp(i, 0, m_n - 2);
-        const double* t = m_T.data();
-        while (i > 0 && t[i] > T) --i;
-        while (i + 2 < m_n && t[i + 1] <= T) ++i;
-        return i;
-    }
-    return mp::interval_search(T, m_T.data(), m_n);
-}
-
 double c_1d_param::value(double T) const noexcept { return value_at(interval(T), T); }
 
 double c_1d_param::integral(double T) const noexcept {
@@ -160,63 +147,6 @@ double c_1d_param::integral(double T) const noexcept {
 
 void c_1d_param::value_and_integral(double T, double& v, double& I) const noexcept {
     value_and_integral_at(interval(T), T, v, I);
-}
-
-std::int32_t c_1d_param::interval(double T) const noexcept {
-    if (m_n <= 0 || m_T.empty()) return -1;
-    if (T <= m_T[0]) return -1;
-    if (T >= m_T[static_cast<std::size_t>(m_n - 1)]) return m_n - 1;
-    if (std::isnan(T)) return kNotANumber;
-    return locate(T);
-}
-
-double c_1d_param::value_at(std::int32_t i, double T) const noexcept {
-    if (i == kSearch) i = interval(T);
-    if (m_n == 0) return m_constant;
-    if (m_T.empty() || m_value.empty()) return 0.0;
-    if (i == kNotANumber) return T;
-    if (i < 0) return m_value[0];
-    if (i >= m_n - 1) return m_value[static_cast<std::size_t>(m_n - 1)];
-    const auto k = static_cast<std::size_t>(i);
-    return m_value[k] + (m_value[k + 1] - m_value[k]) / (m_T[k + 1] - m_T[k]) * (T - m_T[k]);
-}
-
-void c_1d_param::value_and_integral_at(std::int32_t i, double T, double& v, double& I) const noexcept {
-    if (i == kSearch) i = interval(T);
-    if (m_n == 0) {
-        v = m_constant;
-        I = T * m_constant;
-        return;
-    }
-    if (m_T.empty() || m_value.empty()) {
-        v = I = 0.0;
-        return;
-    }
-    if (i == kNotANumber) {
-        v = I = T;
-        return;
-    }
-    if (i < 0) {
-        v = m_value[0];
-        I = T * m_value[0];
-        return;
-    }
-    if (m_integral.empty()) {
-        v = value_at(i, T);
-        I = 0.0;
-        return;
-    }
-    const auto k = static_cast<std::size_t>(i);
-    if (i >= m_n - 1) {
-        v = m_value[k];
-        I = (T - m_T[k]) * m_value[k] + m_integral[k];
-        return;
-    }
-    const double d = T - m_T[k];
-    // slope[k] is (value[k+1] - value[k]) / (T[k+1] - T[k]) as stored by prepare_integral, so this
-    // is the interpolation formula to the last bit, without its division.
-    v = m_value[k] + m_slope[k] * d;
-    I = m_slope[k] * 0.5 * d * d + d * m_value[k] + m_integral[k];
 }
 
 bool c_1d_param::same_grid(const c_1d_param& other) const noexcept {

@@ -91,6 +91,16 @@ public:
     // Passed as the interval: no shared grid, the table searches for itself.
     static constexpr std::int32_t kSearch = -3;
     std::int32_t interval(double T) const noexcept;
+    // interval(T) for a T that probably lies in the interval `hint` (an earlier answer, as in a
+    // converging iteration): the same answer, without the search when the guess holds.
+    std::int32_t interval_near(double T, std::int32_t hint) const noexcept {
+        if (hint >= 0 && hint < m_n - 1) {
+            const auto k = static_cast<std::size_t>(hint);
+            // T must lie strictly above the first point, which interval() counts as below the table
+            if ((hint > 0 ? m_T[k] <= T : m_T[0] < T) && T < m_T[k + 1]) return hint;
+        }
+        return interval(T);
+    }
     double value_at(std::int32_t i, double T) const noexcept;
     void value_and_integral_at(std::int32_t i, double T, double& v, double& I) const noexcept;
     // Same point count and the same temperatures, bit for bit.
@@ -124,3 +134,74 @@ private:
     // Uniformly spaced tables are indexed in constant time: 1 / spacing, or 0 when not uniform.
     double m_inverse_step = 0.0;
 };
+
+// The lookups of every property call, inline.
+inline std::int32_t c_1d_param::locate(double T) const noexcept {
+    if (m_inverse_step > 0.0) {
+        // A guess from the spacing, moved onto the interval the binary search would give.
+        auto i = static_cast<std::int32_t>((T - m_T[0]) * m_inverse_step);
+        i = std::clamp(i, 0, m_n - 2);
+        const double* t = m_T.data();
+        while (i > 0 && t[i] > T) --i;
+        while (i + 2 < m_n && t[i + 1] <= T) ++i;
+        return i;
+    }
+    return mp::interval_search(T, m_T.data(), m_n);
+}
+
+inline std::int32_t c_1d_param::interval(double T) const noexcept {
+    if (m_n <= 0 || m_T.empty()) return -1;
+    if (T <= m_T[0]) return -1;
+    if (T >= m_T[static_cast<std::size_t>(m_n - 1)]) return m_n - 1;
+    if (std::isnan(T)) return kNotANumber;
+    return locate(T);
+}
+
+inline double c_1d_param::value_at(std::int32_t i, double T) const noexcept {
+    if (i == kSearch) i = interval(T);
+    if (m_n == 0) return m_constant;
+    if (m_T.empty() || m_value.empty()) return 0.0;
+    if (i == kNotANumber) return T;
+    if (i < 0) return m_value[0];
+    if (i >= m_n - 1) return m_value[static_cast<std::size_t>(m_n - 1)];
+    const auto k = static_cast<std::size_t>(i);
+    return m_value[k] + (m_value[k + 1] - m_value[k]) / (m_T[k + 1] - m_T[k]) * (T - m_T[k]);
+}
+
+inline void c_1d_param::value_and_integral_at(std::int32_t i, double T, double& v, double& I) const noexcept {
+    if (i == kSearch) i = interval(T);
+    if (m_n == 0) {
+        v = m_constant;
+        I = T * m_constant;
+        return;
+    }
+    if (m_T.empty() || m_value.empty()) {
+        v = I = 0.0;
+        return;
+    }
+    if (i == kNotANumber) {
+        v = I = T;
+        return;
+    }
+    if (i < 0) {
+        v = m_value[0];
+        I = T * m_value[0];
+        return;
+    }
+    if (m_integral.empty()) {
+        v = value_at(i, T);
+        I = 0.0;
+        return;
+    }
+    const auto k = static_cast<std::size_t>(i);
+    if (i >= m_n - 1) {
+        v = m_value[k];
+        I = (T - m_T[k]) * m_value[k] + m_integral[k];
+        return;
+    }
+    const double d = T - m_T[k];
+    // slope[k] is (value[k+1] - value[k]) / (T[k+1] - T[k]) as stored by prepare_integral, so this
+    // is the interpolation formula to the last bit, without its division.
+    v = m_value[k] + m_slope[k] * d;
+    I = m_slope[k] * 0.5 * d * d + d * m_value[k] + m_integral[k];
+}

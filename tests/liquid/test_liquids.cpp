@@ -328,6 +328,37 @@ TEST_F(liquid_fixture, NewtonAgainstTheClosedFormOfAConstantLiquid) {
                 345.0 * 1e-9);
 }
 
+TEST_F(liquid_fixture, EnthalpyStateEqualsTheTemperatureStateItFinds) {
+    // The enthalpy iteration evaluates h, cp and the volumes of all components in one pass with
+    // remembered table intervals; at the temperature it returns, its outputs must be the plain
+    // operations' bit for bit, over the fitted range and beyond both ends, with and without the
+    // kinetic term.
+    auto m = make("pair");
+    const double Y[2] = {0.7, 0.3};
+    for (const double p : {1e5, 3e6})
+        for (const double q : {0.0, 4e6})
+            for (double T = 250.0; T <= 420.0; T += 3.7) {
+                double rho0, h0, cp0, g0, M0, a0, mu0, l0;
+                m->get_properties_p_T(p, T, Y, &rho0, &h0, &cp0, &g0, &M0, &a0, &mu0, &l0);
+                const double H = h0 + 0.5 * q / (rho0 * rho0);
+                double r[9];
+                m->get_properties_p_H(H, p, Y, q, T + 9.0, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6], &r[7],
+                                      &r[8]);
+                const double Ts = r[1];
+                ASSERT_NEAR(Ts, T, 1e-4 * T) << p << " " << q;
+                double rho, h, cp, g, M, a, mu, l;
+                m->get_properties_p_T(p, Ts, Y, &rho, &h, &cp, &g, &M, &a, &mu, &l);
+                ASSERT_EQ(r[0], rho) << Ts;
+                ASSERT_EQ(r[2], cp) << Ts;
+                ASSERT_EQ(r[6], mu) << Ts;
+                ASSERT_EQ(r[7], l) << Ts;
+                double rho_t, T_t;
+                m->RhoT(H, p, Y, q, 1.0, T + 9.0, &rho_t, &T_t);
+                ASSERT_EQ(T_t, Ts);
+                ASSERT_EQ(rho_t, rho);
+            }
+}
+
 TEST_F(liquid_fixture, IterationFailuresAndTheirMessages) {
     standalone_host::material_library odd;
     odd.add_text(R"({"materials": [)" +

@@ -92,6 +92,22 @@ TEST(Param1d, InterpolationMatchesAScanOnUniformAndUnevenGrids) {
     EXPECT_EQ(mp::interval_search(1e9, uniform_T.data(), 1), 0);
 }
 
+TEST(Param1d, AHintedSearchGivesTheSearchsInterval) {
+    // Every hint (right, wrong, out of range) on every kind of point: the grid points themselves
+    // (the first one counts as below the table), just inside and outside, beyond both ends, NaN.
+    const std::vector<double> T = {200.0, 250.0, 400.0, 410.0, 900.0};
+    const c_1d_param p = table(T, {1.0, 2.0, 3.0, 5.0, 4.0});
+    std::vector<double> xs = {150.0, 1000.0, NAN, -INFINITY, INFINITY};
+    for (const double t : T)
+        for (const double x : {t, std::nextafter(t, 0.0), std::nextafter(t, 1e9), t + 7.0}) xs.push_back(x);
+    for (const double x : xs)
+        for (std::int32_t hint = -3; hint <= 6; ++hint)
+            ASSERT_EQ(p.interval_near(x, hint), p.interval(x)) << x << " " << hint;
+    c_1d_param constant;
+    constant.set_constant(3.0);
+    EXPECT_EQ(constant.interval_near(300.0, 0), constant.interval(300.0));
+}
+
 TEST(Param1d, IntegralAgreesWithQuadrature) {
     std::vector<double> T, v;
     for (int i = 0; i <= 50; ++i) {
