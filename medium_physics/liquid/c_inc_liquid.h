@@ -136,6 +136,11 @@ public:
         std::int32_t cp, volume;
     };
     caloric caloric_at(double p, double p_ref, double T, caloric_hint& hint) const noexcept;
+    // get_volume(T) through the volume interval of a hint.
+    double volume_near(double T, caloric_hint& hint) const noexcept {
+        hint.volume = m_volume.interval_near(T, hint.volume);
+        return m_volume.value_at(hint.volume, T);
+    }
     // dv/dT with the rule of the expansion terms: the constant of a constant, 0 strictly outside
     // the table, linear interpolation inside.
     double expansion_slope(double T) const noexcept;

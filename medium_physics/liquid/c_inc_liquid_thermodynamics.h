@@ -24,6 +24,9 @@ public:
               double* T) const noexcept override;
     double get_T_p_h(double p, double h, const double* Y) const noexcept override;
 
+    // The viscosity and conductivity are the mixture rules of C_liquid_mixture.
+    static constexpr bool kMixedTransport = true;
+
 private:
     // Writes the warning (or error) of a limited or negative cp.
     void report_cp_check(cp_check check) const noexcept;

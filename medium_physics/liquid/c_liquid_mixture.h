@@ -210,6 +210,31 @@ protected:
         }
         return s;
     }
+    // The media whose get_viscosity and get_conductivity are the mixture rules below declare
+    // kMixedTransport; for them the state after an enthalpy iteration takes both in one pass. (Asked
+    // inside the operations, where Derived is complete.)
+    template <class D = Derived>
+    static constexpr bool fused_transport() noexcept {
+        return kFusedCaloric && requires { D::kMixedTransport; };
+    }
+    // get_viscosity and get_conductivity at (p, T), bit for bit, given rho = density(p, T, Y): the
+    // cleaned fractions formed once, the volumes found through the hints.
+    void mixed_transport(double p, double T, const double* Y, double rho, caloric_hints& hints, double* mu,
+                         double* lambda) const noexcept {
+        double w[thermo::kMaxCleanedSubstances];
+        thermo::clean_mass_fractions(m_count, Y, w);
+        double sum_mu = 0.0;
+        double sum_lambda = 0.0;
+        for (std::int32_t i = 0; i < m_count; ++i) {
+            const auto& s = component(i);
+            const double v = s.volume_near(T, hints.at[i]);
+            sum_mu += w[i] * s.get_viscosity(p, T) * v * v;
+            const double l = s.get_conductivity(T);
+            sum_lambda += w[i] / (l * l);
+        }
+        *mu = rho * rho * sum_mu;
+        *lambda = 1.0 / std::sqrt(sum_lambda);
+    }
     // 1 / v when caloric knew v; else the density operation.
     double density_of(const caloric_state& s, double p, double T, const double* Y) const noexcept {
         if constexpr (kFusedCaloric)
@@ -231,15 +256,20 @@ protected:
                                      double* p_out) const noexcept {
         double Ts = T0;
         caloric_state at_T;
-        const newton_outcome outcome = solve_T(H, p, Y, G2, true, T0, Ts, &at_T);
+        caloric_hints hints;
+        const newton_outcome outcome = solve_T(H, p, Y, G2, true, T0, Ts, &at_T, &hints);
         if (outcome != newton_outcome::converged) Ts = T0;
         *T = Ts;
         *rho = density_of(at_T, p, Ts, Y);
         report_cp(at_T.check);
         *cp = at_T.cp;
         *gamma = *M = *a = 0.0;
-        *mu = get_viscosity(p, Ts, Y);
-        *lambda = get_conductivity(p, Ts, Y);
+        if constexpr (fused_transport()) {
+            mixed_transport(p, Ts, Y, *rho, hints, mu, lambda);
+        } else {
+            *mu = get_viscosity(p, Ts, Y);
+            *lambda = get_conductivity(p, Ts, Y);
+        }
         *p_out = p;
         return outcome;
     }
@@ -311,10 +341,12 @@ protected:
     // Newton on T for H = h(p, T) + q / (2 rho^2) (q = 0 and no density term for the static form).
     // Each step evaluates h and cp together at the new temperature: the h decides monotonicity and
     // convergence, the cp is the next step's slope. A cp check is reported when its cp is used, as
-    // get_cp would report it. *at_state receives the state at the solution, or at T0 on failure.
+    // get_cp would report it. *at_state receives the state at the solution, or at T0 on failure;
+    // *kept_hints, the intervals of the last step.
     newton_outcome solve_T(double H, double p, const double* Y, double q, bool kinetic, double T0, double& T_out,
-                           caloric_state* at_state = nullptr) const noexcept {
-        caloric_hints hints;
+                           caloric_state* at_state = nullptr, caloric_hints* kept_hints = nullptr) const noexcept {
+        caloric_hints own_hints;
+        caloric_hints& hints = kept_hints ? *kept_hints : own_hints;
         start_hints(hints);
         const caloric_state first = caloric(p, T0, Y, hints);
         caloric_state state = first;
