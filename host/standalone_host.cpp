@@ -528,8 +528,9 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
             if (phase->kind == kVofKind)
                 return fail(3, "phase " + medium.phases[i] + " of " + medium.name +
                                    " is itself a free-surface VOF medium (a VOF medium holds neither another nor itself)");
+            // The VOF medium holds its phases in its own record: they are not registered as well.
             fluid_ptr made;
-            if (const auto status = create_medium(factory, library, *phase, register_it, made, why); status != 0)
+            if (const auto status = create_medium(factory, library, *phase, false, made, why); status != 0)
                 return status;
             phases[static_cast<std::int32_t>(i)] = made;
         }

@@ -152,7 +152,7 @@ command register_save(CLI::App& app, shared_options& shared) {
         "The pseudo-medium 'obsolete-cavitation' is the obsolete cavitation placeholder (kind 10) that "
         "old projects hold; every build can create it, so it gives a non-empty stream to look at with "
         "'inspect'. A name given twice creates two media that share one substance. A free-surface VOF "
-        "medium (air-water-vof) holds its phases in its own record; they are also created and saved as "
+        "medium (air-water-vof) holds its phases in its own record; name them as well to save them as "
         "media of their own.");
     return {save,
             [request, &shared] { return run_save(shared.data, request->output, request->media, shared.verbose); }};
