@@ -118,12 +118,35 @@ void read_property(const nlohmann::json& m, const char* key, host_property& out)
     }
 }
 
+// The kinds of media that stand on other media or on materials of several kinds.
+constexpr const char* kCavitationKind = "isothermal_cavitation";
+constexpr const char* kVofKind = "free_surface_vof";
+
 medium_definition parse_medium(const nlohmann::json& m) {
     if (!m.is_object()) throw std::runtime_error("a medium must be a JSON object");
     medium_definition d;
     d.name = required_string(m, "name");
     d.kind = required_string(m, "kind");
-    if (known_kinds().count(d.kind) == 0) throw std::runtime_error("unknown \"kind\": " + d.kind);
+    if (d.kind == kVofKind) {
+        const auto phases = m.find("phases");
+        const auto alphas = m.find("volume_fractions");
+        if (phases == m.end() || !phases->is_array() || phases->empty())
+            throw std::runtime_error("\"phases\" must be a non-empty array of media names");
+        for (const auto& s : *phases) {
+            if (!s.is_string()) throw std::runtime_error("\"phases\" must hold media names");
+            d.phases.push_back(s.get<std::string>());
+        }
+        if (alphas == m.end() || !alphas->is_array() || alphas->size() != d.phases.size())
+            throw std::runtime_error("\"volume_fractions\" must hold one number per phase");
+        for (const auto& a : *alphas) {
+            if (!a.is_number()) throw std::runtime_error("\"volume_fractions\" must hold numbers");
+            d.volume_fractions.push_back(a.get<double>());
+        }
+        d.substances = d.phases;  // what the medium stands on, for the tools that list it
+        return d;
+    }
+    if (d.kind == kCavitationKind) d.vapour_pressure = required_number(m, "vapour_pressure");
+    else if (known_kinds().count(d.kind) == 0) throw std::runtime_error("unknown \"kind\": " + d.kind);
     const auto subs = m.find("substances");
     const auto fractions = m.find("mass_fractions");
     if (subs == m.end() || !subs->is_array() || subs->empty())
@@ -466,9 +489,27 @@ std::shared_ptr<CJsonDescription> material_library::find_material(const std::str
 }
 
 std::optional<medium_definition> material_library::find_medium(const std::string& name) const {
-    for (const auto& m : m_media)
-        if (m.name == name) return m;
-    if (const auto material = find_material(name)) return medium_definition{name, material->kind(), {name}, {1.0}};
+    for (const auto& m : m_media) {
+        if (m.name != name) continue;
+        if (m.kind != kVofKind) return m;
+        // The composition of a VOF medium: its volume fractions, then each phase's own fractions
+        // (a phase that is itself a VOF medium, or unknown, adds none; creating it is refused).
+        auto d = m;
+        d.mass_fractions = d.volume_fractions;
+        for (const auto& phase : d.phases) {
+            const auto other = std::find_if(m_media.begin(), m_media.end(),
+                                            [&](const medium_definition& o) { return o.name == phase; });
+            if (other != m_media.end()) {
+                if (other->kind != kVofKind)
+                    d.mass_fractions.insert(d.mass_fractions.end(), other->mass_fractions.begin(),
+                                            other->mass_fractions.end());
+            } else if (find_material(phase)) {
+                d.mass_fractions.push_back(1.0);
+            }
+        }
+        return d;
+    }
+    if (const auto material = find_material(name)) return medium_definition{name, material->kind(), {name}, {1.0}, 0.0, {}, {}};
     return std::nullopt;
 }
 
@@ -479,6 +520,51 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
         if (why != nullptr) *why = std::move(reason);
         return status;
     };
+    if (medium.kind == kVofKind) {
+        fluid_array phases(static_cast<std::int32_t>(medium.phases.size()));
+        for (std::size_t i = 0; i < medium.phases.size(); ++i) {
+            const auto phase = library.find_medium(medium.phases[i]);
+            if (!phase) return fail(3, "unknown phase " + medium.phases[i] + " in medium " + medium.name);
+            if (phase->kind == kVofKind)
+                return fail(3, "phase " + medium.phases[i] + " of " + medium.name +
+                                   " is itself a free-surface VOF medium (a VOF medium holds neither another nor itself)");
+            // The VOF medium holds its phases in its own record: they are not registered as well.
+            fluid_ptr made;
+            if (const auto status = create_medium(factory, library, *phase, false, made, why); status != 0)
+                return status;
+            phases[static_cast<std::int32_t>(i)] = made;
+        }
+        const auto status = factory.CreateFreeSurfaceVofThermodynamics(phases, register_it, out);
+        if (call != nullptr) *call = {"CreateFreeSurfaceVofThermodynamics", status};
+        if (status != 0) return fail(status, "the factory could not create " + medium.name + " (see the log)");
+        return 0;
+    }
+    if (medium.kind == kCavitationKind) {
+        // The liquid first, then at most one gas.
+        const auto liquid = medium.substances.empty() ? nullptr : library.find_material(medium.substances[0]);
+        if (!liquid) return fail(3, "medium " + medium.name + " names no known liquid first");
+        description_array gases(static_cast<std::int32_t>(medium.substances.size()) - 1);
+        for (std::size_t i = 1; i < medium.substances.size(); ++i) {
+            const auto gas = library.find_material(medium.substances[i]);
+            if (!gas || gas->kind() != "ideal_gas")
+                return fail(3, "medium " + medium.name + ": " + medium.substances[i] + " is no known ideal gas");
+            gases[static_cast<std::int32_t>(i - 1)] = gas;
+        }
+        factory_call made;
+        if (liquid->kind() == "compressible_liquid")
+            made = {"CreateIsothermalCavitationThermodynamics",
+                    factory.CreateIsothermalCavitationThermodynamics(liquid, gases, medium.vapour_pressure, register_it,
+                                                                     out)};
+        else if (liquid->kind() == "incompressible_liquid")
+            made = {"CreateIsothermalCavitationThermodynamicsInc",
+                    factory.CreateIsothermalCavitationThermodynamicsInc(liquid, gases, medium.vapour_pressure,
+                                                                        register_it, out)};
+        else
+            return fail(3, "medium " + medium.name + ": " + liquid->name_utf8() + " is no liquid");
+        if (call != nullptr) *call = made;
+        if (made.status != 0) return fail(made.status, "the factory could not create " + medium.name + " (see the log)");
+        return 0;
+    }
     description_array descriptions(static_cast<std::int32_t>(medium.substances.size()));
     for (std::size_t i = 0; i < medium.substances.size(); ++i) {
         const auto material = library.find_material(medium.substances[i]);

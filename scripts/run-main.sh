@@ -70,4 +70,18 @@ step "12. Air behind a strong shock: chemical equilibrium at 8000 K and 0.01 kg/
 step "13. A wind-tunnel stream at 50 K and 1 atm: below the engine's species data the tables answer alone (frozen air)"
 "$cli" props equilibrium-air --p 101325 --T 50
 
+step "14. Water cavitating at 293.15 K: density and sound speed from 1 MPa down to 100 Pa (vapour pressure 2339.3 Pa, 1 ppm of air)"
+printf '%12s %14s %12s\n' "p [Pa]" "rho [kg/m3]" "a [m/s]"
+for p in 1e6 3e5 1e5 3e4 1e4 5000 2339.3 2000 1000 500 200 100; do
+    # columns 3 and 8 of the exact comma-separated output: rho and a
+    "$cli" props water-cavitating --p "$p" --T 293.15 --csv | tail -n 1 |
+        awk -F, '{ printf "%12s %14.6g %12.6g\n", $1, $3, $8 }'
+done
+"$cli" props water-cavitating --p 100 --T 293.15 | tail -n 2
+
+step "15. Air over water: a free-surface VOF cell at 1 bar, 20 % air by volume, saved with its phases and inspected"
+"$cli" props air-water-vof --p 100000 --T 293.15 --alpha 0.2,0.8
+"$cli" save -o "$out/vof.mpf" air water air-water-vof
+"$cli" inspect "$out/vof.mpf"
+
 step "Files are in $out"

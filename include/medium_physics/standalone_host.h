@@ -218,12 +218,19 @@ private:
     std::string m_name, m_identifier, m_kind, m_json;
 };
 
-// A medium: a kind and its substances (material names) with default mass fractions.
+// A medium: a kind and its substances (material names) with default mass fractions. An
+// isothermal_cavitation medium names its liquid and at most one gas, with its vapour pressure; a
+// free_surface_vof medium names its phases (media; also listed as its substances) and their default
+// volume fractions, and find_medium completes its mass_fractions to the whole composition: the
+// volume fractions, then each phase's own.
 struct medium_definition {
     std::string name;
     std::string kind;
     std::vector<std::string> substances;
     std::vector<double> mass_fractions;
+    double vapour_pressure = 0.0;             // Pa, isothermal_cavitation
+    std::vector<std::string> phases;          // free_surface_vof
+    std::vector<double> volume_fractions;     // free_surface_vof
 };
 
 // Materials and media from any number of files. Later files may use earlier files' materials.

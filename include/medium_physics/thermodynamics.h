@@ -170,6 +170,37 @@ public:
     virtual double get_non_newtonian_viscosity(double p, double T, const double* Y, double shear_rate) const noexcept = 0;
 };
 
+// Isothermal cavitation: a liquid that cavitates at a fixed temperature, with a non-condensable
+// gas, on a barotropic law rho(p) (the medium's header says which). get_drho_dp and
+// get_compressibility are the law's d rho/dp, get_sound_speed its (d p/d rho)^(1/2).
+class I_solver__isothermal_cavitation : public virtual I_solver__thermodynamics_P_H {
+public:
+    // Pa: the liquid's vapour pressure at the medium's temperature.
+    virtual double get_vapour_pressure() const noexcept = 0;
+    // K: the temperature at which the medium cavitates.
+    virtual double get_medium_temperature() const noexcept = 0;
+    // At p [Pa] and mass fractions Y (liquid with its vapour, gas): the volume fractions of the
+    // vapour and of the non-condensable gas, each in [0, 1].
+    virtual void get_void_fractions(double p, const double* Y, double* alpha_vapour,
+                                    double* alpha_gas) const noexcept = 0;
+};
+
+// Free-surface (volume-of-fluid) mixtures of phases: the composition is the phases' volume
+// fractions, then each phase's own mass fractions (the medium's header has the layout).
+class I_solver__free_surface_vof : public virtual I_solver__thermodynamics_P_H {
+public:
+    // The number of phases.
+    virtual std::int32_t get_phase_count() const noexcept = 0;
+    // Phase k (0-based) as the solver sees it; empty outside [0, count).
+    virtual std::shared_ptr<I_solver__thermodynamics_P_H> get_phase(std::int32_t k) const noexcept = 0;
+    // The length of the composition array: phases plus their substances.
+    virtual std::int32_t get_composition_length() const noexcept = 0;
+    // 0 when the phases' volume fractions alpha[0..count) are finite, within [0, 1] and sum to 1
+    // (within 1e-6); 3 otherwise, with the reason in *why when why is not null. (The property
+    // operations clean the fractions they are given; this says whether a set is acceptable.)
+    virtual std::int32_t check_volume_fractions(const double* alpha, const char** why) const noexcept = 0;
+};
+
 class I_fluid_ideal_gas : public virtual I_fluid_thermodynamics {
 public:
     // p = rho R T.

@@ -10,6 +10,8 @@
 #include "liquid/c_inc_liquid_thermodynamics.h"
 #include "liquid/c_inc_nn_liquid_thermodynamics.h"
 #include "obsolete/c_obsolete_media.h"
+#include "cavitation/c_free_surface_vof_thermodynamics.h"
+#include "cavitation/c_isotherm_cavitation_thermodynamics.h"
 #include "gas/c_perfect_gas_thermodynamics.h"
 #include "framework/c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
@@ -59,17 +61,17 @@ constexpr medium_loader kLoaders[] = {
     load_medium<C_inc_liquid_thermodynamics>,                // 1
     load_medium<C_inc_non_newtonian_liquid_thermodynamics>,  // 2
     load_medium<C_comp_liquid_thermodynamics>,               // 3
-    nullptr,                                                 // 4 isothermal cavitation
+    load_medium<C_isotherm_cavitation_thermodynamics>,       // 4
     nullptr,                                                 // 5 real gas
     nullptr,                                                 // 6 real gas with phase change
     nullptr,                                                 // 7 combustible (VT)
     nullptr,                                                 // 8 combustible (PT)
     load_medium<C_hypersonic_gas_thermodynamics>,            // 9
     load_medium<C_cavitation_therm_obsolete>,                // 10
-    nullptr,                                                 // 11 condensation (obsolete)
+    load_medium<C_condensation_therm_obsolete>,              // 11
     load_medium<C_perfect_gas_thermodynamics>,               // 12
     nullptr,                                                 // 13 single-component gas
-    nullptr,                                                 // 14 free-surface VOF
+    load_medium<C_free_surface_vof_thermodynamics>,          // 14
 };
 static_assert(std::size(kLoaders) == kMediumKindCount, "one loader (or none) per kind code");
 
@@ -211,8 +213,24 @@ std::int32_t C_medium_physics::CreateIncompressibleLiquidThermodynamics(const de
     return create_mixture<kIncLiquidCache, C_inc_liquid_thermodynamics>(liquids, register_it, out,
                                                                         "CreateIncompressibleLiquidThermodynamics");
 }
-std::int32_t C_medium_physics::CreateFreeSurfaceVofThermodynamics(const fluid_array&, bool, fluid_ptr&) {
-    return unavailable("CreateFreeSurfaceVofThermodynamics");
+std::int32_t C_medium_physics::CreateFreeSurfaceVofThermodynamics(const fluid_array& phases, bool register_it,
+                                                                  fluid_ptr& out) {
+    try {
+        const char* why = "";
+        fluid_ptr medium = C_free_surface_vof_thermodynamics::create(phases, why);
+        if (!medium) {
+            MP_LOG(m_host.get(), mp::line_kind::error,
+                   "ERROR: MediumPhysics: %s(%d): CreateFreeSurfaceVofThermodynamics: %s\n", why);
+            return MP_STATUS_FAILURE;
+        }
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        MP_LOG(m_host.get(), mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): CreateFreeSurfaceVofThermodynamics: %s\n", e.what());
+        return MP_STATUS_FAILURE;
+    }
 }
 std::int32_t C_medium_physics::CreateNonNewtonianLiquidThermodynamics(const description_array& liquids,
                                                                       bool register_it, fluid_ptr& out) {
@@ -278,15 +296,51 @@ std::int32_t C_medium_physics::CreateElectroConductingSolid(const std::shared_pt
             return d && solid.init(*d, description, axes, m_host.get());
         });
 }
-std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamics(const std::shared_ptr<IHostDescription>&,
-                                                                        const description_array&, double, bool,
-                                                                        fluid_ptr&) {
-    return unavailable("CreateIsothermalCavitationThermodynamics");
+template <std::size_t LiquidCache>
+std::int32_t C_medium_physics::create_cavitation(const std::shared_ptr<IHostDescription>& liquid,
+                                                 const description_array& gases, double vapour_pressure,
+                                                 bool register_it, fluid_ptr& out, const char* operation) {
+    const auto refuse = [&](const char* why) {
+        MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", operation, why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (gases.size() > 1) return refuse("the medium takes at most one non-condensable gas");
+        const char* why = "";
+        const auto substance = cached_substance<LiquidCache>(liquid, why);
+        if (!substance) return refuse(why);
+        std::shared_ptr<C_ideal_gas_substance> gas;
+        if (gases.size() == 1) {
+            gas = cached_substance<kIdealGasCache>(gases[0], why);
+            if (!gas) return refuse(why);
+        }
+        std::shared_ptr<C_isotherm_cavitation_thermodynamics> made;
+        if constexpr (LiquidCache == kIncLiquidCache)
+            made = C_isotherm_cavitation_thermodynamics::create(substance, nullptr, gas, vapour_pressure, why);
+        else
+            made = C_isotherm_cavitation_thermodynamics::create(nullptr, substance, gas, vapour_pressure, why);
+        if (!made) return refuse(why);
+        fluid_ptr medium = made;
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
-std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamicsInc(const std::shared_ptr<IHostDescription>&,
-                                                                           const description_array&, double, bool,
-                                                                           fluid_ptr&) {
-    return unavailable("CreateIsothermalCavitationThermodynamicsInc");
+
+std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamics(const std::shared_ptr<IHostDescription>& liquid,
+                                                                        const description_array& gases,
+                                                                        double vapour_pressure, bool register_it,
+                                                                        fluid_ptr& out) {
+    return create_cavitation<kCompLiquidCache>(liquid, gases, vapour_pressure, register_it, out,
+                                               "CreateIsothermalCavitationThermodynamics");
+}
+std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamicsInc(
+    const std::shared_ptr<IHostDescription>& liquid, const description_array& gases, double vapour_pressure,
+    bool register_it, fluid_ptr& out) {
+    return create_cavitation<kIncLiquidCache>(liquid, gases, vapour_pressure, register_it, out,
+                                              "CreateIsothermalCavitationThermodynamicsInc");
 }
 std::int32_t C_medium_physics::CreateRealGasThermodynamics(const std::shared_ptr<IHostDescription>&,
                                                            const description_array&, bool, fluid_ptr&) {
@@ -310,19 +364,25 @@ std::int32_t C_medium_physics::CreateSingleComponentThermodynamics(bool, fluid_p
     return unavailable("CreateSingleComponentThermodynamics");
 }
 
+std::shared_ptr<C_obsolete_model_substance> C_medium_physics::obsolete_substance(const char16_t* identifier,
+                                                                               const char16_t* name, double parameter) {
+    host_guid key;
+    guid_utils::BuildGUIDFromString(identifier, key);
+    auto& entries = std::get<kObsoleteCache>(m_caches).entries;
+    auto it = entries.find(key);
+    if (it == entries.end())
+        it = entries
+                 .emplace(key, std::make_shared<C_obsolete_model_substance>(key, CHostString(name), parameter,
+                                                                             m_host.get()))
+                 .first;
+    return it->second;
+}
+
 std::int32_t C_medium_physics::CreateCavitationObsoleteThermodynamics(double parameter, bool register_it,
                                                                       fluid_ptr& out) {
     try {
-        host_guid key;
-        guid_utils::BuildGUIDFromString(C_obsolete_model_substance::kCavitationIdentifier, key);
-        auto& entries = std::get<kObsoleteCache>(m_caches).entries;
-        auto it = entries.find(key);
-        if (it == entries.end()) {
-            auto substance = std::make_shared<C_obsolete_model_substance>(key, CHostString(u"Obsolete cavitation model"),
-                                                                          parameter, m_host.get());
-            it = entries.emplace(key, std::move(substance)).first;
-        }
-        fluid_ptr medium = std::make_shared<C_cavitation_therm_obsolete>(it->second);
+        fluid_ptr medium = std::make_shared<C_cavitation_therm_obsolete>(obsolete_substance(
+            C_obsolete_model_substance::kCavitationIdentifier, u"Obsolete cavitation model", parameter));
         enter(medium, register_it);
         out.swap(medium);
         return MP_STATUS_OK;
@@ -331,9 +391,34 @@ std::int32_t C_medium_physics::CreateCavitationObsoleteThermodynamics(double par
     }
 }
 
-std::int32_t C_medium_physics::CreateCondensationObsoleteThermodynamics(const description_array&, double, bool,
-                                                                        fluid_ptr&) {
-    return unavailable("CreateCondensationObsoleteThermodynamics");
+std::int32_t C_medium_physics::CreateCondensationObsoleteThermodynamics(const description_array& gases,
+                                                                        double parameter, bool register_it,
+                                                                        fluid_ptr& out) {
+    const auto refuse = [&](const char* why) {
+        MP_LOG(m_host.get(), mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): CreateCondensationObsoleteThermodynamics: %s\n", why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        if (gases.size() < 1 || gases.size() > thermo::kMaxCleanedSubstances)
+            return refuse("the medium takes 1 to 100 gases");
+        C_condensation_therm_obsolete::gases list(gases.size());
+        for (std::int32_t i = 0; i < gases.size(); ++i) {
+            const char* why = "";
+            list[i] = cached_substance<kIdealGasCache>(gases[i], why);
+            if (!list[i]) return refuse(why);
+        }
+        fluid_ptr medium = C_condensation_therm_obsolete::create(
+            obsolete_substance(C_obsolete_model_substance::kCondensationIdentifier, u"Obsolete condensation model",
+                               parameter),
+            list);
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
 
 std::int32_t C_medium_physics::CreateSingleComponentThermodynamicsFromDescription(
@@ -506,6 +591,11 @@ bool C_medium_physics::load_substance_entry(C_file_io& stream, std::int32_t tag,
     return ok;
 }
 
+fluid_ptr C_medium_physics::load_medium_record(C_file_io& stream, std::int32_t kind) const {
+    const medium_loader loader = kind >= 0 && kind < kMediumKindCount ? kLoaders[kind] : nullptr;
+    return loader == nullptr ? nullptr : loader(stream, *this);
+}
+
 bool C_medium_physics::load_registry_entry(C_file_io& stream, std::int32_t kind, load_report* report) {
     const medium_loader loader = kind >= 0 && kind < kMediumKindCount ? kLoaders[kind] : nullptr;
     if (loader == nullptr) {
@@ -527,8 +617,12 @@ bool C_medium_physics::load_registry_entry(C_file_io& stream, std::int32_t kind,
     }
     const auto* base = dynamic_cast<const C_thermodynamic_base*>(medium.get());
     if (base == nullptr) return false;
-    note(report, 0, 1,
-         "kind " + std::to_string(kind) + " (" + thermo::kind_display_name(kind) + ") " + guid_text(base->identity()));
+    std::string text =
+        "kind " + std::to_string(kind) + " (" + thermo::kind_display_name(kind) + ") " + guid_text(base->identity());
+    // A mixture of phases names the kinds of its phases.
+    if (const auto* vof = dynamic_cast<const C_free_surface_vof_thermodynamics*>(medium.get()))
+        text += "; " + vof->description();
+    note(report, 0, 1, std::move(text));
     m_registry[base->identity()] = medium;
     return true;
 }

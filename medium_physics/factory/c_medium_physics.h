@@ -177,6 +177,10 @@ public:
         return std::get<Index>(m_caches).entries.size();
     }
     std::size_t registry_size() const noexcept { return m_registry.size(); }
+    // A medium of `kind` rebuilt from its record at the stream's position (a medium that holds
+    // others, the VOF medium, reads theirs through it); nullptr when the kind is unknown or not in
+    // this build, or the record is refused.
+    fluid_ptr load_medium_record(C_file_io& stream, std::int32_t kind) const;
     IHostObject* host() const noexcept { return m_host.get(); }
 
 private:
@@ -206,6 +210,13 @@ private:
     std::int32_t create_mixture(const description_array& descriptions, bool register_it, fluid_ptr& out,
                                 const char* operation);
     void enter(const fluid_ptr& medium, bool register_it);
+    // The isothermal cavitation medium over the liquid from the cache at LiquidCache (3 or 5).
+    template <std::size_t LiquidCache>
+    std::int32_t create_cavitation(const std::shared_ptr<IHostDescription>& liquid, const description_array& gases,
+                                   double vapour_pressure, bool register_it, fluid_ptr& out, const char* operation);
+    // The built-in substance of an obsolete model from cache 13, built from `parameter` when absent.
+    std::shared_ptr<C_obsolete_model_substance> obsolete_substance(const char16_t* identifier, const char16_t* name,
+                                                                   double parameter);
 
     std::weak_ptr<C_medium_physics> m_self;
     caches m_caches;

@@ -411,7 +411,9 @@ std::vector<double> mass_fractions_of(const standalone_host::medium_definition& 
 std::string describe(const standalone_host::medium_definition& medium, const std::vector<double>& Y) {
     standalone_host::medium_definition shown = medium;
     shown.mass_fractions = Y;
-    return medium.name + " (" + medium.kind + "), mass fractions: " + substance_list(shown);
+    // A VOF medium's substances are its phases, and its composition begins with their volume fractions.
+    const char* fractions = medium.phases.empty() ? "), mass fractions: " : "), volume fractions: ";
+    return medium.name + " (" + medium.kind + fractions + substance_list(shown);
 }
 
 std::vector<std::string> notes_of(const open_fluid& fluid, const std::string& argument) {

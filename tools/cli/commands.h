@@ -43,6 +43,8 @@ struct props_request {
     double rho = 0.0;  // equilibrium-air only
     std::string T;
     std::vector<double> Y;
+    std::vector<double> alpha;  // a free-surface VOF medium's volume fractions
+    bool alpha_given = false;
     bool p_given = false;
     bool rho_given = false;
     bool Y_given = false;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cavitation/c_free_surface_vof_thermodynamics.h"
 #include "cli_common.h"
 #include "commands.h"
 
@@ -13,12 +14,57 @@ namespace mp_cli {
 
 namespace {
 
+// The composition of a free-surface VOF medium: --alpha (checked by the medium) or the default
+// volume fractions, then each phase's own fractions. Other media: --Y or their own.
+std::vector<double> composition_of(const open_fluid& fluid, const props_request& request) {
+    std::any request_vof = std::shared_ptr<I_solver__free_surface_vof>();
+    if (fluid.medium->query_interface(request_vof) != MP_STATUS_OK) {
+        if (request.alpha_given) throw command_error("--alpha is only for free-surface VOF media");
+        return mass_fractions_of(fluid.definition, request.Y, request.Y_given);
+    }
+    const auto vof = std::any_cast<std::shared_ptr<I_solver__free_surface_vof>>(request_vof);
+    if (request.Y_given) throw command_error("\"" + fluid.definition.name + "\" takes --alpha, its volume fractions");
+    std::vector<double> Y = fluid.definition.mass_fractions;
+    const auto n = static_cast<std::size_t>(vof->get_phase_count());
+    if (request.alpha_given) {
+        if (request.alpha.size() != n)
+            throw command_error("--alpha has " + std::to_string(request.alpha.size()) + " values; \"" +
+                                fluid.definition.name + "\" has " + std::to_string(n) + " phases (" +
+                                names_of(fluid.definition.phases) + ")");
+        std::copy(request.alpha.begin(), request.alpha.end(), Y.begin());
+    }
+    if (Y.size() != static_cast<std::size_t>(vof->get_composition_length()))
+        throw command_error("\"" + fluid.definition.name + "\": the composition of its phases is not known");
+    const char* why = "";
+    if (vof->check_volume_fractions(Y.data(), &why) != MP_STATUS_OK) throw command_error(std::string("--alpha: ") + why);
+    return Y;
+}
+
+// What the two-phase media add below the table.
+std::vector<std::string> two_phase_notes(const open_fluid& fluid, double p, const std::vector<double>& Y) {
+    std::vector<std::string> notes;
+    if (const auto* vof = dynamic_cast<const C_free_surface_vof_thermodynamics*>(fluid.medium.get()))
+        notes.push_back(fluid.definition.name + ": " + vof->description() +
+                        "; rho = sum(alpha rho_k), h and cp by mass, mu and lambda by volume, a by Wood's relation");
+    std::any request = std::shared_ptr<I_solver__isothermal_cavitation>();
+    if (fluid.medium->query_interface(request) == MP_STATUS_OK) {
+        const auto cav = std::any_cast<std::shared_ptr<I_solver__isothermal_cavitation>>(request);
+        double alpha_v = 0.0, alpha_g = 0.0;
+        cav->get_void_fractions(p, Y.data(), &alpha_v, &alpha_g);
+        notes.push_back(fluid.definition.name + " cavitates below p_v = " + table_number(cav->get_vapour_pressure()) +
+                        " Pa at T_c = " + table_number(cav->get_medium_temperature()) +
+                        " K (its density holds at T_c whatever T; T enters h only); at p = " + table_number(p) +
+                        " Pa the volume holds vapour " + table_number(alpha_v) + ", gas " + table_number(alpha_g));
+    }
+    return notes;
+}
+
 int run_props(const std::string& data_option, const props_request& request, bool verbose) {
     require_positive("--p", request.p, "Pa");
     const std::vector<double> temperatures = temperatures_of(request.T);
     captured_log log(verbose);
     const open_fluid fluid = open_fluid_medium(data_option, request.medium);
-    const std::vector<double> Y = mass_fractions_of(fluid.definition, request.Y, request.Y_given);
+    const std::vector<double> Y = composition_of(fluid, request);
     log.discard();  // what creating the medium said is not about these states
 
     const auto number = request.csv ? exact_number : table_number;
@@ -35,7 +81,11 @@ int run_props(const std::string& data_option, const props_request& request, bool
                                               "gamma",  "M [kg/mol]", "a [m/s]",     "mu [Pa s]", "lambda [W/(m K)]"};
     if (!request.csv) std::cout << describe(fluid.definition, Y) << "\n";
     print_rows(headers, rows, request.csv);
-    if (!request.csv) print_notes(notes_of(fluid, request.medium));
+    if (!request.csv) {
+        auto notes = notes_of(fluid, request.medium);
+        for (auto& n : two_phase_notes(fluid, request.p, Y)) notes.push_back(std::move(n));
+        print_notes(notes);
+    }
     // Comma-separated output stays parseable: the library's lines go to stderr there.
     print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
     return kExitOk;
@@ -72,6 +122,12 @@ command register_props(CLI::App& app, shared_options& shared) {
                      "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
         ->delimiter(',')
         ->allow_extra_args(false);
+    props
+        ->add_option("--alpha", r.alpha,
+                     "Volume fractions a1,a2,..., one per phase of a free-surface VOF medium, adding up to 1; "
+                     "default: the medium's")
+        ->delimiter(',')
+        ->allow_extra_args(false);
     props->add_flag("--csv", r.csv, "Comma-separated values with a header row (library lines to stderr)");
     props->add_option("--data", shared.data, data_help());
     props->footer(
@@ -86,6 +142,7 @@ command register_props(CLI::App& app, shared_options& shared) {
     const auto run = [props, request, &shared] {
         props_request& args = *request;
         args.Y_given = props->count("--Y") > 0;
+        args.alpha_given = props->count("--alpha") > 0;
         args.p_given = props->count("--p") > 0;
         args.rho_given = props->count("--rho") > 0;
         if (args.medium == kEquilibriumAirName) {

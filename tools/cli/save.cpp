@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -29,18 +30,24 @@ int run_save(const std::string& data_option, const std::string& output, const st
     if (needs_materials) data = load_builtin_data(resolve_data_directory(data_option));
     const std::vector<material>& materials = data.materials;
     std::vector<const material*> chosen;
+    // The media of the data files that are no material (a mixture of phases, a cavitating liquid).
+    std::vector<std::optional<standalone_host::medium_definition>> defined(media.size());
     std::vector<std::string> unknown;
-    for (const auto& name : media) {
+    for (std::size_t i = 0; i < media.size(); ++i) {
+        const auto& name = media[i];
         if (name == kObsoleteCavitationName) {
             chosen.push_back(nullptr);
             continue;
         }
         const auto it = std::find_if(materials.begin(), materials.end(),
                                      [&](const material& m) { return m.description->name_utf8() == name; });
-        if (it == materials.end())
-            unknown.push_back(name);
-        else
+        if (it != materials.end()) {
             chosen.push_back(&*it);
+            continue;
+        }
+        defined[i] = data.library.find_medium(name);
+        chosen.push_back(nullptr);
+        if (!defined[i]) unknown.push_back(name);
     }
     if (!unknown.empty()) {
         std::string message = unknown.size() > 1 ? "unknown media:" : "unknown medium:";
@@ -60,7 +67,12 @@ int run_save(const std::string& data_option, const std::string& output, const st
         standalone_host::factory_call call;
         bool created = false;
         std::string kind;
-        if (chosen[i] == nullptr) {
+        if (defined[i]) {
+            kind = defined[i]->kind;
+            fluid_ptr fluid;
+            created = standalone_host::create_medium(*factory, data.library, *defined[i], true, fluid, nullptr,
+                                                     &call) == MP_STATUS_OK;
+        } else if (chosen[i] == nullptr) {
             kind = "obsolete cavitation";
             fluid_ptr fluid;
             call = {"CreateCavitationObsoleteThermodynamics",
@@ -74,7 +86,7 @@ int run_save(const std::string& data_option, const std::string& output, const st
                                                     &call) == MP_STATUS_OK;
         } else {
             // The material alone, as a registered medium of its kind.
-            const standalone_host::medium_definition alone{media[i], kind, {media[i]}, {1.0}};
+            const standalone_host::medium_definition alone{media[i], kind, {media[i]}, {1.0}, 0.0, {}, {}};
             fluid_ptr fluid;
             created = standalone_host::create_medium(*factory, data.library, alone, true, fluid, nullptr, &call) ==
                       MP_STATUS_OK;
@@ -134,12 +146,14 @@ command register_save(CLI::App& app, shared_options& shared) {
     auto* save = app.add_subcommand("save", "Create the named media with a fresh factory and save it to a file");
     save->add_option("-o,--output", request->output, "File to write")->required();
     save->add_option("MEDIUM", request->media,
-                     "Built-in material names (see 'info'), or obsolete-cavitation; none: the empty set");
+                     "Built-in material or medium names (see 'info'), or obsolete-cavitation; none: the empty set");
     save->add_option("--data", shared.data, data_help());
     save->footer(
         "The pseudo-medium 'obsolete-cavitation' is the obsolete cavitation placeholder (kind 10) that "
         "old projects hold; every build can create it, so it gives a non-empty stream to look at with "
-        "'inspect'. A name given twice creates two media that share one substance.");
+        "'inspect'. A name given twice creates two media that share one substance. A free-surface VOF "
+        "medium (air-water-vof) holds its phases in its own record; name them as well to save them as "
+        "media of their own.");
     return {save,
             [request, &shared] { return run_save(shared.data, request->output, request->media, shared.verbose); }};
 }
