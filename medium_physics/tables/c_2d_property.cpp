@@ -113,6 +113,21 @@ double C_2d_RG_property::saturation_slope(int a, double T) const noexcept {
     return (f[k + 1] - f[k]) * m_inverse_dT;
 }
 
+double C_2d_RG_property::saturation_temperature(double ln_p) const noexcept {
+    if (m_n < 2) return 0.0;
+    const double* f = m_line[kLnPsat].data();
+    if (!(ln_p > f[0])) return m_y0;  // (a NaN goes to the lower end)
+    if (ln_p >= f[m_n - 1]) return m_Tend;
+    std::int32_t lo = 0, hi = m_n - 1;  // f[lo] < ln_p <= f[hi]
+    while (hi - lo > 1) {
+        const std::int32_t mid = (lo + hi) / 2;
+        if (f[mid] < ln_p) lo = mid;
+        else hi = mid;
+    }
+    const double T = m_y0 + (lo + (ln_p - f[lo]) / (f[lo + 1] - f[lo])) * m_dT;
+    return T < m_Tend ? T : m_Tend;
+}
+
 bool C_2d_RG_property::fill_saturation_line(std::int32_t n) {
     if (m_fill == nullptr || n < 2 || n > kMaxSaturationNodes) return false;
     m_Tc = m_fill->critical_temperature();

@@ -72,6 +72,10 @@ public:
     double saturation(int a, double T) const noexcept;
     // d(array a)/dT of the cell that holds T (T clamped into [y0, Tend], the cell into [0, N - 2]).
     double saturation_slope(int a, double T) const noexcept;
+    // The inverse of the ln psat line: the temperature at which the interpolated ln psat equals
+    // ln_p (binary search over the nodes, then the cell's linear inverse), clamped into [y0, Tend];
+    // 0 for a table without a saturation line.
+    double saturation_temperature(double ln_p) const noexcept;
     // Fills the nine generator arrays at N nodes over [y0, Tend] and the two derived arrays; a
     // table wholly above the critical temperature gets no line (and true). False on N < 2, a
     // rectangle upside down (y1 <= y0 below Tc) or memory not to be had.
