@@ -70,4 +70,19 @@ step "12. Air behind a strong shock: chemical equilibrium at 8000 K and 0.01 kg/
 step "13. A wind-tunnel stream at 50 K and 1 atm: below the engine's species data the tables answer alone (frozen air)"
 "$cli" props equilibrium-air --p 101325 --T 50
 
+step "14. CO2 at 8 MPa across the pseudo-critical line (the real gas: density falls by a factor of three within 20 K)"
+"$cli" props CO2-real --p 8e6 --T 290:340:5
+
+step "15. R134a boiling at 1 MPa: the enthalpy rises through the dome at the saturation temperature, x from 0 to 1"
+# From the liquid's h at 300 K to the vapour's at 340 K in six steps: liquid, the dome, vapour.
+"$cli" props R134a-two-phase --p 1e6 --T 300:340:40
+liquid=$("$cli" props R134a-two-phase --p 1e6 --T 300 --csv | tail -n 1 | cut -d, -f4)
+vapour=$("$cli" props R134a-two-phase --p 1e6 --T 340 --csv | tail -n 1 | cut -d, -f4)
+for f in 0.0 0.2 0.4 0.6 0.8 1.0; do
+    H=$(awk -v l="$liquid" -v v="$vapour" -v f="$f" 'BEGIN { printf "%.10g", l + f * (v - l) }')
+    # the header row once, then one row per state
+    if [ "$f" = 0.0 ]; then lines=2; else lines=1; fi
+    "$cli" invert R134a-two-phase --p 1e6 --H "$H" --T0 300 --csv | tail -n "$lines"
+done
+
 step "Files are in $out"

@@ -398,7 +398,10 @@ void C_real_gas_substance::state_at(double p, double T, rg_side side, rg_substan
     const double pc = p > pmin ? (p < pmax ? p : pmax) : pmin;
     const double Tt = T > Tmin ? (T < Tmax ? T : Tmax) : Tmin;
     double v[Cage::kProperties], d[4];
-    m_table->lookup_derivatives(std::log(pc), Tt, v, d);
+    // the cells next to the saturation line answer the side asked for (a stable request takes
+    // the side of p against psat there)
+    const int table_side = side == rg_side::liquid ? 1 : side == rg_side::vapour ? 2 : 0;
+    m_table->lookup_on_side(std::log(pc), Tt, table_side, v, d);
     out.rho = v[0];
     out.h = v[1];
     out.s = v[2];

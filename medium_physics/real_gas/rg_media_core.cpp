@@ -93,6 +93,30 @@ bool bracketed_newton(F&& f, double lo, double hi, double start, double tol, S&&
     return false;
 }
 
+// Regula falsi (Illinois) on a rising g over [a, b] with g(a) = fa < 0 < fb = g(b): the middle of
+// the last bracket, once it is narrower than tol b or the limit is spent.
+template <class G>
+double illinois(G&& g, double a, double fa, double b, double fb, double tol, int limit) noexcept {
+    int last = 0;
+    for (int it = 0; it < limit && b - a > tol * b; ++it) {
+        const double c = fb != fa ? b - fb * (b - a) / (fb - fa) : 0.5 * (a + b);
+        const double fc = g(c);
+        if (fc == 0.0) return c;
+        if (fc < 0.0) {
+            a = c;
+            fa = fc;
+            if (last == -1) fb *= 0.5;
+            last = -1;
+        } else {
+            b = c;
+            fb = fc;
+            if (last == 1) fa *= 0.5;
+            last = 1;
+        }
+    }
+    return 0.5 * (a + b);
+}
+
 }  // namespace
 
 void rg_media_core::set(const C_real_gas_substance* real, const C_ideal_gas_substance* const* ideal, std::int32_t n_ideal,
@@ -445,29 +469,8 @@ bool rg_media_core::saturation_boundary(double v, int phase, double& T) const no
     const double g_lo = sign * (volume(lo) - v);
     const double g_hi = sign * (volume(hi * (1.0 - 1e-12)) - v);
     if (!(g_lo <= 0.0) || !(g_hi >= 0.0)) return false;
-    // regula falsi (Illinois) on the rising g
-    double a = lo, fa = g_lo, b = hi * (1.0 - 1e-12), fb = g_hi;
-    int last = 0;
-    for (int it = 0; it < m_limit && b - a > m_tolerance * b; ++it) {
-        const double c = fb != fa ? b - fb * (b - a) / (fb - fa) : 0.5 * (a + b);
-        const double fc = sign * (volume(c) - v);
-        if (fc == 0.0) {
-            a = b = c;
-            break;
-        }
-        if (fc < 0.0) {
-            a = c;
-            fa = fc;
-            if (last == -1) fb *= 0.5;
-            last = -1;
-        } else {
-            b = c;
-            fb = fc;
-            if (last == 1) fa *= 0.5;
-            last = 1;
-        }
-    }
-    T = 0.5 * (a + b);
+    const double b = hi * (1.0 - 1e-12);
+    T = illinois([&](double t) { return sign * (volume(t) - v); }, lo, g_lo, b, g_hi, m_tolerance, m_limit);
     return true;
 }
 
@@ -497,34 +500,11 @@ std::uint32_t rg_media_core::rho_e(double e, double rho, const double* Y, double
                     const double el = q.h_l - q.p * vl, ev = q.h_v - q.p * vv;
                     return el + x * (ev - el) - e;
                 };
-                double a = lo, fa = g(a), b = Tb, fb = e_b - e;
+                const double fa = g(lo);
                 std::uint32_t extra = 0;
                 double T = lo;
-                if (fa >= 0.0) {
-                    extra = MP_RG_TEMPERATURE_OUTSIDE;  // colder than the substance reaches
-                } else {
-                    int last = 0;
-                    for (int it = 0; it < m_limit && b - a > m_tolerance * b; ++it) {
-                        const double c = fb != fa ? b - fb * (b - a) / (fb - fa) : 0.5 * (a + b);
-                        const double fc = g(c);
-                        if (fc == 0.0) {
-                            a = b = c;
-                            break;
-                        }
-                        if (fc < 0.0) {
-                            a = c;
-                            fa = fc;
-                            if (last == -1) fb *= 0.5;
-                            last = -1;
-                        } else {
-                            b = c;
-                            fb = fc;
-                            if (last == 1) fa *= 0.5;
-                            last = 1;
-                        }
-                    }
-                    T = 0.5 * (a + b);
-                }
+                if (fa >= 0.0) extra = MP_RG_TEMPERATURE_OUTSIDE;  // colder than the substance reaches
+                else T = illinois(g, lo, fa, Tb, e_b - e, m_tolerance, m_limit);
                 rg_saturation_state q;
                 m_real->saturation_at(T, q);
                 const double vl = 1.0 / q.rho_l, vv = 1.0 / q.rho_v;
@@ -571,7 +551,17 @@ std::uint32_t rg_media_core::p_rho(double p, double rho, const double* Y, rg_poi
     const double v = 1.0 / rho;
     const double lo = T_low(), hi = T_high();
     const double R = kR * inverse_molar_mass(Y);
-    const double start = std::clamp(p * v / R, lo, hi);
+    double start = std::clamp(p * v / R, lo, hi);
+    // Below the table the extension's liquid density is not monotonic in T (its ramp to a
+    // water-like density): a density the table's lowest temperature already reaches on this
+    // side is looked for above it only.
+    const double T_table = m_real->T_min();
+    const auto lower_end = [&](rg_side sd, double upper) {
+        if (!(T_table > lo) || !(T_table < upper)) return lo;
+        rg_mix_state m;
+        evaluate(p, T_table, Y, sd, m);
+        return m.v <= v ? T_table : lo;
+    };
     double T = start;
     int end = 0;
     bool ok = false;
@@ -609,7 +599,9 @@ std::uint32_t rg_media_core::p_rho(double p, double rho, const double* Y, rg_poi
         }
         if (v <= vl) {
             side = rg_side::liquid;
-            ok = solve_isobar(1, v, p, Y, 0.0, side, lo, Ts, std::min(start, Ts), T, end);
+            const double lo_l = lower_end(side, Ts);
+            start = 0.5 * (lo_l + Ts);
+            ok = solve_isobar(1, v, p, Y, 0.0, side, lo_l, Ts, start, T, end);
             at_line = end == +1;
         } else {
             side = rg_side::vapour;
@@ -617,7 +609,9 @@ std::uint32_t rg_media_core::p_rho(double p, double rho, const double* Y, rg_poi
             at_line = end == -1;
         }
     } else {
-        ok = solve_isobar(1, v, p, Y, 0.0, side, lo, hi, start, T, end);
+        const double lo_s = lower_end(side, hi);
+        start = std::clamp(start, lo_s, hi);
+        ok = solve_isobar(1, v, p, Y, 0.0, side, lo_s, hi, start, T, end);
     }
     std::uint32_t extra = 0;
     if (!ok || (end != 0 && !at_line)) {

@@ -66,6 +66,14 @@ public:
     // The same with the derivatives of density and enthalpy: d[0] = d rho/dx, d[1] = d rho/dy,
     // d[2] = dh/dx, d[3] = dh/dy (= cp).
     bool lookup_derivatives(double x, double y, double out[Cage::kProperties], double d[4]) const noexcept;
+    // As lookup_derivatives, on one side of the saturation line (side 1: liquid, x at or above
+    // ln psat; 2: vapour, below; 0: as lookup_derivatives). Below the line's end, a cell with a
+    // node on the other side is not used: the nearest cell further from the line (higher x for
+    // the liquid, lower for the vapour) whose four nodes all lie on the side asked for is, its
+    // bilinear form continued to (x, y) (at most a few cells, within 2 % of the pressure next to
+    // the line), so that no state next to the line blends the two phases. The table's edge ends
+    // the search (that cell is then used as it is).
+    bool lookup_on_side(double x, double y, int side, double out[Cage::kProperties], double d[4]) const noexcept;
 
     // Saturation line: array a at T (clamped into [y0, Tend]); linear between the nodes, the last
     // node exactly at Tend.
