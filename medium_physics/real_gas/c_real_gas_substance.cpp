@@ -355,7 +355,8 @@ void C_real_gas_substance::transport(double T, double rho, double& mu, double& l
     m_transport.evaluate(T, rho, cv0, &mu, &lambda);
 }
 
-void C_real_gas_substance::state_at(double p, double T, rg_side side, rg_substance_state& out) const noexcept {
+void C_real_gas_substance::state_at(double p, double T, rg_side side, rg_substance_state& out,
+                                    bool with_transport) const noexcept {
     out = rg_substance_state{};
     const double Tmin = m_constants[kTmin];
     if (below(T)) {
@@ -389,7 +390,7 @@ void C_real_gas_substance::state_at(double p, double T, rg_side side, rg_substan
             out.drho_dT = T > m_Tfloor ? -out.rho / Tv : 0.0;
         }
         out.dh_dT = out.cp;
-        transport(std::max(m_Tfloor, T), out.rho, out.mu, out.lambda);
+        if (with_transport) transport(std::max(m_Tfloor, T), out.rho, out.mu, out.lambda);
         return;
     }
     const double pmin = m_constants[kPmin], pmax = m_constants[kPmax], Tmax = m_constants[kTmax];
@@ -413,10 +414,10 @@ void C_real_gas_substance::state_at(double p, double T, rg_side side, rg_substan
     out.cp = d[3];
     // cp/cv = a^2 (d rho/d p)_T
     out.gamma = v[3] * v[3] * d[0] / pc;
-    transport(Tt, out.rho, out.mu, out.lambda);
+    if (with_transport) transport(Tt, out.rho, out.mu, out.lambda);
 }
 
-bool C_real_gas_substance::saturation_at(double T, rg_saturation_state& out) const noexcept {
+bool C_real_gas_substance::saturation_at(double T, rg_saturation_state& out, bool with_transport) const noexcept {
     out = rg_saturation_state{};
     const C_2d_RG_property& t = *m_table;
     if (!t.has_saturation_line() || !(T < t.saturation_end())) return false;
@@ -440,8 +441,10 @@ bool C_real_gas_substance::saturation_at(double T, rg_saturation_state& out) con
         out.h_v = get_saturated_vapour_enthalpy(T);
         out.dh_l = get_liquid_enthalpy_slope(T);
         out.dh_v = get_vapour_enthalpy_slope(T);
-        transport(Tv, out.rho_l, out.mu_l, out.lambda_l);
-        transport(Tv, out.rho_v, out.mu_v, out.lambda_v);
+        if (with_transport) {
+            transport(Tv, out.rho_l, out.mu_l, out.lambda_l);
+            transport(Tv, out.rho_v, out.mu_v, out.lambda_v);
+        }
         return true;
     }
     const double Tl = T > Tmin ? T : Tmin;
@@ -457,8 +460,10 @@ bool C_real_gas_substance::saturation_at(double T, rg_saturation_state& out) con
     out.drho_v = t.saturation_slope(A::kRhoVapour, Tl);
     out.dh_l = t.saturation_slope(A::kHLiquid, Tl);
     out.dh_v = t.saturation_slope(A::kHVapour, Tl);
-    transport(Tl, out.rho_l, out.mu_l, out.lambda_l);
-    transport(Tl, out.rho_v, out.mu_v, out.lambda_v);
+    if (with_transport) {
+        transport(Tl, out.rho_l, out.mu_l, out.lambda_l);
+        transport(Tl, out.rho_v, out.mu_v, out.lambda_v);
+    }
     return true;
 }
 

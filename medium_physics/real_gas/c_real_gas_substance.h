@@ -200,11 +200,12 @@ public:
     // p/(R T') with the vapour enthalpy of the extension (T' = max(T, floor)), cp the slope of
     // that enthalpy, the speed of sound held at its value at Tmin. A stable request below the
     // saturation line's end takes the side of p against psat(T).
-    void state_at(double p, double T, rg_side side, rg_substance_state& out) const noexcept;
+    // Without with_transport mu and lambda are left 0 (what an iteration's steps need not pay for).
+    void state_at(double p, double T, rg_side side, rg_substance_state& out, bool with_transport = true) const noexcept;
     // The saturated states at T: false at or above the end of the saturation line (or without
     // one). Below Tmin (extension on) from the extension: the liquid and vapour enthalpy and liquid
     // density of slots 2 to 4, the vapour density p/(R T'); T below the floor is taken at the floor.
-    bool saturation_at(double T, rg_saturation_state& out) const noexcept;
+    bool saturation_at(double T, rg_saturation_state& out, bool with_transport = true) const noexcept;
     // The temperature at which the saturation pressure is p [Pa]: the inverse of slot 6 (of the
     // extension below Tmin, down to its floor). 0 when there is no saturation line or p is at or
     // above the pressure at the line's end.

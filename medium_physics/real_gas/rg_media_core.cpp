@@ -154,10 +154,11 @@ std::int32_t rg_media_core::phase_of(double p, double T, rg_side side) const noe
     return p >= m_real->critical_pressure() ? MP_PHASE_LIQUID : MP_PHASE_VAPOUR;
 }
 
-void rg_media_core::evaluate(double p, double T, const double* Y, rg_side side, rg_mix_state& out) const noexcept {
+void rg_media_core::evaluate(double p, double T, const double* Y, rg_side side, rg_mix_state& out,
+                            bool with_transport) const noexcept {
     out = rg_mix_state{};
     rg_substance_state r;
-    m_real->state_at(p, T, side, r);
+    m_real->state_at(p, T, side, r, with_transport);
     const double Yr = pure() ? 1.0 : Y[0];
     const double Mr = m_real->molar_mass();
     const double vr = 1.0 / r.rho;
@@ -198,8 +199,10 @@ void rg_media_core::evaluate(double p, double T, const double* Y, rg_side side, 
         out.dh_dT += Yi * cpi;
         const double xi = Yi / Mi;
         inverse_M += xi;
-        mu += xi * g.mu(T);
-        lambda += xi * g.lambda(T);
+        if (with_transport) {
+            mu += xi * g.mu(T);
+            lambda += xi * g.lambda(T);
+        }
     }
     out.inverse_M = inverse_M;
     if (alone && Yr == 1.0) {
@@ -289,7 +292,7 @@ bool rg_media_core::solve_isobar(int what, double target, double p, const double
                                  double hi, double T0, double& T, int& end) const noexcept {
     const auto f = [&](double t, double& g, double& gp) {
         rg_mix_state m;
-        evaluate(p, t, Y, side, m);
+        evaluate(p, t, Y, side, m, false);
         if (what == 0) {
             g = m.h + 0.5 * G2 * m.v * m.v - target;
             gp = m.dh_dT + G2 * m.v * m.dv_dT;
@@ -319,7 +322,7 @@ std::uint32_t rg_media_core::p_H(double H, double p, const double* Y, double G2,
         const bool dome = m_phase_change && pure();
         if (dome) {
             rg_saturation_state s;
-            m_real->saturation_at(Ts, s);
+            m_real->saturation_at(Ts, s, false);
             vl = 1.0 / s.rho_l;
             vfg = 1.0 / s.rho_v - vl;
             hl = s.h_l;
@@ -328,8 +331,8 @@ std::uint32_t rg_media_core::p_H(double H, double p, const double* Y, double G2,
             Hv = s.h_v + 0.5 * G2 * (vl + vfg) * (vl + vfg);
         } else {
             rg_mix_state ml, mv;
-            evaluate(p, Ts, Y, rg_side::liquid, ml);
-            evaluate(p, Ts, Y, rg_side::vapour, mv);
+            evaluate(p, Ts, Y, rg_side::liquid, ml, false);
+            evaluate(p, Ts, Y, rg_side::vapour, mv, false);
             Hl = ml.h + 0.5 * G2 * ml.v * ml.v;
             Hv = mv.h + 0.5 * G2 * mv.v * mv.v;
         }
@@ -383,7 +386,7 @@ bool rg_media_core::solve_isotherm(double v_target, double T, const double* Y, r
     // g = v_target - v(x) rises with x
     const auto f = [&](double t, double& g, double& gp) {
         rg_mix_state m;
-        evaluate(std::exp(t), T, Y, side, m);
+        evaluate(std::exp(t), T, Y, side, m, false);
         g = v_target - m.v;
         gp = -m.dv_dx;
     };
@@ -405,7 +408,7 @@ bool rg_media_core::single_phase_rho_e(double e, double v, const double* Y, rg_s
     for (int it = 0; it < m_limit; ++it) {
         const double pp = std::exp(x);
         rg_mix_state m;
-        evaluate(pp, t, Y, side, m);
+        evaluate(pp, t, Y, side, m, false);
         const double r1 = m.v - v;
         const double r2 = m.h - pp * m.v - e;
         const double J11 = m.dv_dx, J12 = m.dv_dT;
@@ -442,7 +445,7 @@ bool rg_media_core::single_phase_rho_e(double e, double v, const double* Y, rg_s
         x_at = xx;
         const double pp = std::exp(xx);
         rg_mix_state m;
-        evaluate(pp, tt, Y, side, m);
+        evaluate(pp, tt, Y, side, m, false);
         g = m.h - pp * m.v - e;
         const double J11 = m.dv_dx, J12 = m.dv_dT;
         const double J21 = m.dh_dx - pp * m.v - pp * m.dv_dx, J22 = m.dh_dT - pp * m.dv_dT;
@@ -462,7 +465,7 @@ bool rg_media_core::saturation_boundary(double v, int phase, double& T) const no
     // the saturated phase's specific volume: the liquid's rises with T, the vapour's falls
     const auto volume = [&](double t) {
         rg_saturation_state s;
-        m_real->saturation_at(t, s);
+        m_real->saturation_at(t, s, false);
         return phase == 0 ? 1.0 / s.rho_l : 1.0 / s.rho_v;
     };
     const double sign = phase == 0 ? 1.0 : -1.0;
@@ -488,13 +491,13 @@ std::uint32_t rg_media_core::rho_e(double e, double rho, const double* Y, double
         double Tb = 0.0;
         if (saturation_boundary(v, phase, Tb)) {
             rg_saturation_state s;
-            m_real->saturation_at(Tb, s);
+            m_real->saturation_at(Tb, s, false);
             const double e_b = phase == 0 ? s.h_l - s.p / s.rho_l : s.h_v - s.p / s.rho_v;
             if (e < e_b) {
                 // inside the dome: the mixture's energy at this volume rises with T
                 const auto g = [&](double t) {
                     rg_saturation_state q;
-                    m_real->saturation_at(t, q);
+                    m_real->saturation_at(t, q, false);
                     const double vl = 1.0 / q.rho_l, vv = 1.0 / q.rho_v;
                     const double x = (v - vl) / (vv - vl);
                     const double el = q.h_l - q.p * vl, ev = q.h_v - q.p * vv;
@@ -506,7 +509,7 @@ std::uint32_t rg_media_core::rho_e(double e, double rho, const double* Y, double
                 if (fa >= 0.0) extra = MP_RG_TEMPERATURE_OUTSIDE;  // colder than the substance reaches
                 else T = illinois(g, lo, fa, Tb, e_b - e, m_tolerance, m_limit);
                 rg_saturation_state q;
-                m_real->saturation_at(T, q);
+                m_real->saturation_at(T, q, false);
                 const double vl = 1.0 / q.rho_l, vv = 1.0 / q.rho_v;
                 two_phase(T, std::clamp((v - vl) / (vv - vl), 0.0, 1.0), out);
                 out.status |= extra;
@@ -559,7 +562,7 @@ std::uint32_t rg_media_core::p_rho(double p, double rho, const double* Y, rg_poi
     const auto lower_end = [&](rg_side sd, double upper) {
         if (!(T_table > lo) || !(T_table < upper)) return lo;
         rg_mix_state m;
-        evaluate(p, T_table, Y, sd, m);
+        evaluate(p, T_table, Y, sd, m, false);
         return m.v <= v ? T_table : lo;
     };
     double T = start;
@@ -573,13 +576,13 @@ std::uint32_t rg_media_core::p_rho(double p, double rho, const double* Y, rg_poi
         const bool dome = m_phase_change && pure();
         if (dome) {
             rg_saturation_state s;
-            m_real->saturation_at(Ts, s);
+            m_real->saturation_at(Ts, s, false);
             vl = 1.0 / s.rho_l;
             vv = 1.0 / s.rho_v;
         } else {
             rg_mix_state ml, mv;
-            evaluate(p, Ts, Y, rg_side::liquid, ml);
-            evaluate(p, Ts, Y, rg_side::vapour, mv);
+            evaluate(p, Ts, Y, rg_side::liquid, ml, false);
+            evaluate(p, Ts, Y, rg_side::vapour, mv, false);
             vl = ml.v;
             vv = mv.v;
         }

@@ -86,7 +86,9 @@ private:
     // side of the real component's line at (p, T): liquid at or above psat(T), vapour below,
     // stable at and above the end of the line
     rg_side side_at(double p, double T) const noexcept;
-    void evaluate(double p, double T, const double* Y, rg_side side, rg_mix_state& out) const noexcept;
+    // with_transport false: mu and lambda left 0 (the steps of an iteration)
+    void evaluate(double p, double T, const double* Y, rg_side side, rg_mix_state& out,
+                  bool with_transport = true) const noexcept;
     void fill(double p, double T, const rg_mix_state& m, rg_point& out) const noexcept;
     void two_phase(double T, double x, rg_point& out) const noexcept;
     std::int32_t phase_of(double p, double T, rg_side side) const noexcept;
