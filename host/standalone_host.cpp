@@ -49,6 +49,7 @@ const std::set<std::string>& known_kinds() {
                                              "heatconducting_solid",
                                              "electroconducting_solid",
                                              "real_gas",
+                                             "real_gas_phase_change",
                                              "hypersonic_gas",
                                              "combustible"};
     return kinds;
@@ -569,9 +570,15 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     for (std::size_t i = 0; i < medium.substances.size(); ++i) {
         const auto material = library.find_material(medium.substances[i]);
         if (!material) return fail(3, "unknown material " + medium.substances[i] + " in medium " + medium.name);
-        if (material->kind() != medium.kind)
+        // A real-gas medium takes a real-gas material of either real-gas kind first; the medium
+        // without phase change mixes ideal gases after it.
+        const bool real_medium = medium.kind == "real_gas" || medium.kind == "real_gas_phase_change";
+        const bool fits = real_medium ? (i == 0 ? material->is_real_gas() : material->kind() == "ideal_gas")
+                                      : material->kind() == medium.kind;
+        if (!fits)
             return fail(3, "material " + material->name_utf8() + " is " + material->kind() + ", medium " + medium.name +
-                               " is " + medium.kind);
+                               " is " + medium.kind +
+                               (real_medium ? " (a real-gas material first, then ideal gases)" : ""));
         descriptions[static_cast<std::int32_t>(i)] = material;
     }
     factory_call made;
@@ -595,9 +602,14 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     else if (medium.kind == "compressible_liquid")
         calling("CreateCompressibleLiquidThermodynamics",
                 factory.CreateCompressibleLiquidThermodynamics(descriptions, register_it, out));
-    else if (medium.kind == "real_gas" && one)
+    else if (medium.kind == "real_gas") {
+        description_array gases(descriptions.size() - 1);
+        for (std::int32_t i = 1; i < descriptions.size(); ++i) gases[i - 1] = descriptions[i];
         calling("CreateRealGasThermodynamics",
-                factory.CreateRealGasThermodynamics(descriptions[0], description_array(), register_it, out));
+                factory.CreateRealGasThermodynamics(descriptions[0], gases, register_it, out));
+    } else if (medium.kind == "real_gas_phase_change" && one)
+        calling("CreateRealGasPhaseChangeThermodynamics",
+                factory.CreateRealGasPhaseChangeThermodynamics(descriptions[0], description_array(), register_it, out));
     else if (medium.kind == "hypersonic_gas" && one)
         calling("CreateHypersonicGasThermodynamics",
                 factory.CreateHypersonicGasThermodynamics(descriptions[0], register_it, out));

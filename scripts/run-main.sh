@@ -84,4 +84,19 @@ step "15. Air over water: a free-surface VOF cell at 1 bar, 20 % air by volume, 
 "$cli" save -o "$out/vof.mpf" air water air-water-vof
 "$cli" inspect "$out/vof.mpf"
 
+step "16. CO2 at 8 MPa across the pseudo-critical line (the real gas: density falls by a factor of three within 20 K)"
+"$cli" props CO2-real --p 8e6 --T 290:340:5
+
+step "17. R134a boiling at 1 MPa: the enthalpy rises through the dome at the saturation temperature, x from 0 to 1"
+# From the liquid's h at 300 K to the vapour's at 340 K in six steps: liquid, the dome, vapour.
+"$cli" props R134a-two-phase --p 1e6 --T 300:340:40
+liquid=$("$cli" props R134a-two-phase --p 1e6 --T 300 --csv | tail -n 1 | cut -d, -f4)
+vapour=$("$cli" props R134a-two-phase --p 1e6 --T 340 --csv | tail -n 1 | cut -d, -f4)
+for f in 0.0 0.2 0.4 0.6 0.8 1.0; do
+    H=$(awk -v l="$liquid" -v v="$vapour" -v f="$f" 'BEGIN { printf "%.10g", l + f * (v - l) }')
+    # the header row once, then one row per state
+    if [ "$f" = 0.0 ]; then lines=2; else lines=1; fi
+    "$cli" invert R134a-two-phase --p 1e6 --H "$H" --T0 300 --csv | tail -n "$lines"
+done
+
 step "Files are in $out"

@@ -204,7 +204,7 @@ public:
         return m_kind == "incompressible_liquid" || m_kind == "non_newtonian_liquid" || m_kind == "compressible_liquid";
     }
     bool is_solid() const noexcept { return m_kind == "heatconducting_solid" || m_kind == "electroconducting_solid"; }
-    bool is_real_gas() const noexcept { return m_kind == "real_gas"; }
+    bool is_real_gas() const noexcept { return m_kind == "real_gas" || m_kind == "real_gas_phase_change"; }
 
     // Parses one material object; throws std::runtime_error with the reason when a field is
     // missing or malformed.

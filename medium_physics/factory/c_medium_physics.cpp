@@ -13,6 +13,8 @@
 #include "cavitation/c_free_surface_vof_thermodynamics.h"
 #include "cavitation/c_isotherm_cavitation_thermodynamics.h"
 #include "gas/c_perfect_gas_thermodynamics.h"
+#include "real_gas/c_real_gas_phase_change_thermodynamics.h"
+#include "real_gas/c_real_gas_thermodynamics.h"
 #include "framework/c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
@@ -62,8 +64,8 @@ constexpr medium_loader kLoaders[] = {
     load_medium<C_inc_non_newtonian_liquid_thermodynamics>,  // 2
     load_medium<C_comp_liquid_thermodynamics>,               // 3
     load_medium<C_isotherm_cavitation_thermodynamics>,       // 4
-    nullptr,                                                 // 5 real gas
-    nullptr,                                                 // 6 real gas with phase change
+    load_medium<C_real_gas_thermodynamics>,                  // 5
+    load_medium<C_real_gas_phase_change_thermodynamics>,     // 6
     nullptr,                                                 // 7 combustible (VT)
     nullptr,                                                 // 8 combustible (PT)
     load_medium<C_hypersonic_gas_thermodynamics>,            // 9
@@ -342,13 +344,69 @@ std::int32_t C_medium_physics::CreateIsothermalCavitationThermodynamicsInc(
     return create_cavitation<kIncLiquidCache>(liquid, gases, vapour_pressure, register_it, out,
                                               "CreateIsothermalCavitationThermodynamicsInc");
 }
-std::int32_t C_medium_physics::CreateRealGasThermodynamics(const std::shared_ptr<IHostDescription>&,
-                                                           const description_array&, bool, fluid_ptr&) {
-    return unavailable("CreateRealGasThermodynamics");
+namespace {
+// The real-gas interface of a description, or nullptr.
+std::shared_ptr<I_real_gas_description> real_gas_description(const std::shared_ptr<IHostDescription>& d) {
+    std::any request = std::shared_ptr<I_real_gas_description>();
+    if (!d || d->query_interface(request) != MP_STATUS_OK) return nullptr;
+    return std::any_cast<std::shared_ptr<I_real_gas_description>>(request);
 }
-std::int32_t C_medium_physics::CreateRealGasPhaseChangeThermodynamics(const std::shared_ptr<IHostDescription>&,
-                                                                      const description_array&, bool, fluid_ptr&) {
-    return unavailable("CreateRealGasPhaseChangeThermodynamics");
+}  // namespace
+
+template <std::size_t Cache>
+std::int32_t C_medium_physics::create_real_gas(const std::shared_ptr<IHostDescription>& real_gas,
+                                               const description_array& gases, bool register_it, fluid_ptr& out,
+                                               const char* operation) {
+    const auto refuse = [&](const char* why) {
+        MP_LOG(m_host.get(), mp::line_kind::error, "ERROR: MediumPhysics: %s(%d): %s: %s\n", operation, why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        const char* why = "";
+        const auto real = cached_substance<Cache>(
+            real_gas,
+            [&](C_real_gas_substance& s) {
+                const auto d = real_gas_description(real_gas);
+                if (!d) {
+                    why = "the real-gas description is not of a real gas";
+                    return false;
+                }
+                return s.init_from_description(*d, m_host.get());
+            },
+            why);
+        if (!real) return refuse(why);
+        fluid_ptr medium;
+        if constexpr (Cache == kRealGasCache) {
+            if (gases.size() + 1 > thermo::kMaxCleanedSubstances) return refuse("a mixture holds at most 100 substances");
+            C_real_gas_medium::ideal_list list(gases.size());
+            for (std::int32_t i = 0; i < gases.size(); ++i) {
+                list[i] = cached_substance<kIdealGasCache>(gases[i], why);
+                if (!list[i]) return refuse(why);
+            }
+            medium = C_real_gas_thermodynamics::create(real, list);
+        } else {
+            if (gases.size() != 0) return refuse("the phase-change medium is one pure substance: no gases");
+            medium = C_real_gas_phase_change_thermodynamics::create(real);
+        }
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
+}
+
+std::int32_t C_medium_physics::CreateRealGasThermodynamics(const std::shared_ptr<IHostDescription>& real_gas,
+                                                           const description_array& gases, bool register_it,
+                                                           fluid_ptr& out) {
+    return create_real_gas<kRealGasCache>(real_gas, gases, register_it, out, "CreateRealGasThermodynamics");
+}
+std::int32_t C_medium_physics::CreateRealGasPhaseChangeThermodynamics(const std::shared_ptr<IHostDescription>& real_gas,
+                                                                      const description_array& gases, bool register_it,
+                                                                      fluid_ptr& out) {
+    return create_real_gas<kRealGasPhaseChangeCache>(real_gas, gases, register_it, out,
+                                                     "CreateRealGasPhaseChangeThermodynamics");
 }
 
 std::int32_t C_medium_physics::CreateCombustibleThermodynamics(const std::shared_ptr<IHostDescription>&,

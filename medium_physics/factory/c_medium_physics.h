@@ -209,6 +209,11 @@ private:
     template <std::size_t Cache, class Medium>
     std::int32_t create_mixture(const description_array& descriptions, bool register_it, fluid_ptr& out,
                                 const char* operation);
+    // A real-gas medium over the real-gas substance from the cache at Cache (8: kind 5 with the
+    // gases as its ideal-gas components; 9: kind 6, no gases).
+    template <std::size_t Cache>
+    std::int32_t create_real_gas(const std::shared_ptr<IHostDescription>& real_gas, const description_array& gases,
+                                 bool register_it, fluid_ptr& out, const char* operation);
     void enter(const fluid_ptr& medium, bool register_it);
     // The isothermal cavitation medium over the liquid from the cache at LiquidCache (3 or 5).
     template <std::size_t LiquidCache>

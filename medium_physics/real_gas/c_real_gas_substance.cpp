@@ -6,6 +6,7 @@
 #include "real_gas/crgpropertygenerator.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
+#include "medium_physics/real_gas_state.h"
 
 namespace {
 
@@ -113,6 +114,7 @@ bool C_real_gas_substance::adopt(std::shared_ptr<CRGPropertyGenerator> generator
         return false;
     }
     derive_extension();
+    prepare_media_data();
     return true;
 }
 
@@ -321,5 +323,159 @@ bool C_real_gas_substance::read(C_file_io& stream) {
     if (!usable) return false;
     m_generator = generator;
     // an extension needs the saturation line it continues
-    return build_table() && (m_extension_on == 0 || m_table->has_saturation_line());
+    if (!build_table() || (m_extension_on != 0 && !m_table->has_saturation_line())) return false;
+    prepare_media_data();
+    return true;
+}
+
+// ---- what the real-gas media ask ---------------------------------------------------------------
+
+void C_real_gas_substance::prepare_media_data() {
+    const auto& g = static_cast<const CRGPropertyGenerator&>(*m_generator);
+    m_cp0 = g.ideal_gas_cp();
+    if (m_cp0.size() > 0 && !m_cp0.has_integral()) m_cp0.prepare_integral();
+    const double M = m_constants[kMolarMass];
+    const double Tc = m_constants[kTc], pc = m_constants[kPc], Zc = m_constants[kZc];
+    // the critical molar volume of the critical data: Zc R Tc/pc
+    mp::chung_inputs in;
+    in.Tc = Tc;
+    in.Vc = Zc * kGasConstant * Tc / pc;
+    in.omega = g.record().omega;
+    in.M = M;
+    m_transport.configure(in);
+    m_rho_c = pc * M / (Zc * kGasConstant * Tc);
+    m_p_end = m_table->has_saturation_line()
+                  ? std::exp(m_table->saturation(C_2d_RG_property::kLnPsat, m_table->saturation_end()))
+                  : 0.0;
+}
+
+void C_real_gas_substance::transport(double T, double rho, double& mu, double& lambda) const noexcept {
+    const double R = kGasConstant / m_constants[kMolarMass];
+    const double cv0 = (m_cp0.value(T) - R) * m_constants[kMolarMass];  // J/(mol K)
+    m_transport.evaluate(T, rho, cv0, &mu, &lambda);
+}
+
+void C_real_gas_substance::state_at(double p, double T, rg_side side, rg_substance_state& out,
+                                    bool with_transport) const noexcept {
+    out = rg_substance_state{};
+    const double Tmin = m_constants[kTmin];
+    if (below(T)) {
+        out.status |= MP_RG_BELOW_TABLE;
+        if (T < m_Tfloor) out.status |= MP_RG_TEMPERATURE_OUTSIDE;
+        const bool liquid =
+            side == rg_side::liquid || (side == rg_side::stable && p >= get_saturation_pressure(T));
+        const double R = m_extension[kR];
+        if (liquid) {
+            out.rho = get_saturated_liquid_density(T);
+            out.h = get_saturated_liquid_enthalpy(T);
+            out.cp = get_liquid_enthalpy_slope(T);
+            out.a = m_extension[kLiquidSound];
+            // the density's ramp below T1, flat above it and below the ramp
+            const double rho0 = m_table->saturation(C_2d_RG_property::kRhoLiquid, Tmin);
+            out.drho_dT = T < m_T1 && T >= m_T1 - m_dTramp ? -(1000.0 - rho0) / m_dTramp : 0.0;
+            // a liquid of the extension: the table's cp/cv of the saturated liquid at Tmin
+            double at_min[Cage::kProperties], d[4];
+            m_table->lookup_derivatives(std::log(std::max(m_extension[kP0] * (1.0 + 1e-6), m_constants[kPmin])), Tmin,
+                                        at_min, d);
+            const double g = at_min[3] * at_min[3] * d[0] / std::max(m_extension[kP0], m_constants[kPmin]);
+            out.gamma = g > 1.0 ? g : 1.0;
+        } else {
+            const double Tv = std::max(m_Tfloor, T);
+            out.rho = p / (R * Tv);
+            out.h = get_saturated_vapour_enthalpy(T);
+            out.cp = get_vapour_enthalpy_slope(T) > R ? get_vapour_enthalpy_slope(T) : m_cp0.value(Tv);
+            out.a = m_extension[kVapourSound];
+            out.gamma = out.cp / (out.cp - R);
+            out.drho_dx = out.rho;
+            out.drho_dT = T > m_Tfloor ? -out.rho / Tv : 0.0;
+        }
+        out.dh_dT = out.cp;
+        if (with_transport) transport(std::max(m_Tfloor, T), out.rho, out.mu, out.lambda);
+        return;
+    }
+    const double pmin = m_constants[kPmin], pmax = m_constants[kPmax], Tmax = m_constants[kTmax];
+    if (!(p >= pmin && p <= pmax)) out.status |= MP_RG_PRESSURE_OUTSIDE;
+    if (!(T >= Tmin && T <= Tmax)) out.status |= MP_RG_TEMPERATURE_OUTSIDE;
+    const double pc = p > pmin ? (p < pmax ? p : pmax) : pmin;
+    const double Tt = T > Tmin ? (T < Tmax ? T : Tmax) : Tmin;
+    double v[Cage::kProperties], d[4];
+    // the cells next to the saturation line answer the side asked for (a stable request takes
+    // the side of p against psat there)
+    const int table_side = side == rg_side::liquid ? 1 : side == rg_side::vapour ? 2 : 0;
+    m_table->lookup_on_side(std::log(pc), Tt, table_side, v, d);
+    out.rho = v[0];
+    out.h = v[1];
+    out.s = v[2];
+    out.a = v[3];
+    out.drho_dx = d[0];
+    out.drho_dT = d[1];
+    out.dh_dx = d[2];
+    out.dh_dT = d[3];
+    out.cp = d[3];
+    // cp/cv = a^2 (d rho/d p)_T
+    out.gamma = v[3] * v[3] * d[0] / pc;
+    if (with_transport) transport(Tt, out.rho, out.mu, out.lambda);
+}
+
+bool C_real_gas_substance::saturation_at(double T, rg_saturation_state& out, bool with_transport) const noexcept {
+    out = rg_saturation_state{};
+    const C_2d_RG_property& t = *m_table;
+    if (!t.has_saturation_line() || !(T < t.saturation_end())) return false;
+    const double Tmin = m_constants[kTmin];
+    out.T = T;
+    if (below(T)) {
+        out.status |= MP_RG_BELOW_TABLE;
+        const double R = m_extension[kR];
+        const double Tv = std::max(m_Tfloor, T);
+        if (T < m_Tfloor) out.status |= MP_RG_TEMPERATURE_OUTSIDE;
+        out.p = get_saturation_pressure(T);
+        // Clausius-Clapeyron: d ln p/dT = L/(R T^2) with the segment's latent heat, 0 below the floor
+        const double L = T >= m_T1 ? m_extension[kL0] : m_extension[kL1];
+        out.dp_dT = T >= m_Tfloor ? out.p * L / (R * Tv * Tv) : 0.0;
+        out.rho_l = get_saturated_liquid_density(T);
+        const double rho0 = t.saturation(C_2d_RG_property::kRhoLiquid, Tmin);
+        out.drho_l = T < m_T1 && T >= m_T1 - m_dTramp ? -(1000.0 - rho0) / m_dTramp : 0.0;
+        out.rho_v = out.p / (R * Tv);
+        out.drho_v = T >= m_Tfloor ? out.dp_dT / (R * Tv) - out.rho_v / Tv : 0.0;
+        out.h_l = get_saturated_liquid_enthalpy(T);
+        out.h_v = get_saturated_vapour_enthalpy(T);
+        out.dh_l = get_liquid_enthalpy_slope(T);
+        out.dh_v = get_vapour_enthalpy_slope(T);
+        if (with_transport) {
+            transport(Tv, out.rho_l, out.mu_l, out.lambda_l);
+            transport(Tv, out.rho_v, out.mu_v, out.lambda_v);
+        }
+        return true;
+    }
+    const double Tl = T > Tmin ? T : Tmin;
+    if (T < Tmin) out.status |= MP_RG_TEMPERATURE_OUTSIDE;
+    using A = C_2d_RG_property;
+    out.p = std::exp(t.saturation(A::kLnPsat, Tl));
+    out.dp_dT = out.p * t.saturation_slope(A::kLnPsat, Tl);
+    out.rho_l = t.saturation(A::kRhoLiquid, Tl);
+    out.rho_v = t.saturation(A::kRhoVapour, Tl);
+    out.h_l = t.saturation(A::kHLiquid, Tl);
+    out.h_v = t.saturation(A::kHVapour, Tl);
+    out.drho_l = t.saturation_slope(A::kRhoLiquid, Tl);
+    out.drho_v = t.saturation_slope(A::kRhoVapour, Tl);
+    out.dh_l = t.saturation_slope(A::kHLiquid, Tl);
+    out.dh_v = t.saturation_slope(A::kHVapour, Tl);
+    if (with_transport) {
+        transport(Tl, out.rho_l, out.mu_l, out.lambda_l);
+        transport(Tl, out.rho_v, out.mu_v, out.lambda_v);
+    }
+    return true;
+}
+
+double C_real_gas_substance::saturation_temperature(double p) const noexcept {
+    const C_2d_RG_property& t = *m_table;
+    if (!t.has_saturation_line() || !(p < m_p_end) || !(p > 0.0)) return 0.0;
+    const double Tmin = m_constants[kTmin];
+    const double p0 = std::exp(t.saturation(C_2d_RG_property::kLnPsat, Tmin));
+    if (p >= p0 || m_extension_on == 0) return t.saturation_temperature(std::log(p));
+    // the inverse of the extension's two Clausius-Clapeyron branches
+    const double R = m_extension[kR];
+    if (p >= m_extension[kP1]) return 1.0 / (1.0 / Tmin - std::log(p / p0) * R / m_extension[kL0]);
+    const double T = 1.0 / (1.0 / m_T1 - std::log(p / m_extension[kP1]) * R / m_extension[kL1]);
+    return T > m_Tfloor ? T : m_Tfloor;
 }

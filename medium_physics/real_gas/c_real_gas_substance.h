@@ -49,6 +49,7 @@
 #include <memory>
 #include <string>
 
+#include "real_gas/chung_transport.h"
 #include "tables/c_1d_param.h"
 #include "tables/c_2d_property.h"
 #include "framework/c_substance.h"
@@ -112,6 +113,36 @@ bool configure_rg_generator(I_real_gas_description& description, const CHostStri
                             CRGPropertyGenerator& generator, rg_substance_parameters& parameters,
                             IHostMessageSink* sink);
 
+// Which branch of the substance a state is taken on. Below the critical temperature the table's
+// cells next to the saturation line answer the branch asked for (its continuation a cell or so
+// past the line), so that a state next to the line is never blended with the other phase.
+enum class rg_side : int { stable = 0, liquid = 1, vapour = 2 };
+
+// The substance at one (p, T) on one branch: the table's values there, and the slopes of its
+// interpolated density and enthalpy (x = ln p), which the media's iterations step on.
+struct rg_substance_state {
+    double rho = 0.0;     // kg/m3
+    double h = 0.0;       // J/kg
+    double s = 0.0;       // J/(kg K)
+    double a = 0.0;       // m/s
+    double cp = 0.0;      // J/(kg K)
+    double gamma = 0.0;   // cp/cv
+    double mu = 0.0;      // Pa s
+    double lambda = 0.0;  // W/(m K)
+    double drho_dx = 0.0, drho_dT = 0.0, dh_dx = 0.0, dh_dT = 0.0;
+    std::uint32_t status = 0;  // rg_status bits (real_gas_state.h)
+};
+
+// The saturated states at one temperature below the end of the saturation line, and their slopes
+// along it (d/dT).
+struct rg_saturation_state {
+    double T = 0.0, p = 0.0, dp_dT = 0.0;                 // K, Pa, Pa/K
+    double rho_l = 0.0, rho_v = 0.0, h_l = 0.0, h_v = 0.0;  // kg/m3, J/kg
+    double drho_l = 0.0, drho_v = 0.0, dh_l = 0.0, dh_v = 0.0;
+    double mu_l = 0.0, mu_v = 0.0, lambda_l = 0.0, lambda_v = 0.0;
+    std::uint32_t status = 0;  // MP_RG_BELOW_TABLE below Tmin, MP_RG_TEMPERATURE_OUTSIDE below the floor
+};
+
 class C_real_gas_substance : public C_substance_base, public I_fluid_condensation::I_real_gas_substance {
 public:
     static constexpr double kGasConstant = 8.3144;  // J/(mol K), as the library's media use it
@@ -161,6 +192,41 @@ public:
     // line; the table and its saturation line are rebuilt.
     bool read(C_file_io& stream);
 
+    // ---- what the real-gas media ask ----
+    // The substance at (p [Pa], T [K]) on `side`: from the table inside its rectangle (p and T
+    // clamped into it, with MP_RG_PRESSURE_OUTSIDE or MP_RG_TEMPERATURE_OUTSIDE); below Tmin, with
+    // the extension on, from the extension (MP_RG_BELOW_TABLE): on the liquid side the liquid
+    // density and enthalpy of the saturation extension at T, on the vapour side the ideal gas
+    // p/(R T') with the vapour enthalpy of the extension (T' = max(T, floor)), cp the slope of
+    // that enthalpy, the speed of sound held at its value at Tmin. A stable request below the
+    // saturation line's end takes the side of p against psat(T).
+    // Without with_transport mu and lambda are left 0 (what an iteration's steps need not pay for).
+    void state_at(double p, double T, rg_side side, rg_substance_state& out, bool with_transport = true) const noexcept;
+    // The saturated states at T: false at or above the end of the saturation line (or without
+    // one). Below Tmin (extension on) from the extension: the liquid and vapour enthalpy and liquid
+    // density of slots 2 to 4, the vapour density p/(R T'); T below the floor is taken at the floor.
+    bool saturation_at(double T, rg_saturation_state& out, bool with_transport = true) const noexcept;
+    // The temperature at which the saturation pressure is p [Pa]: the inverse of slot 6 (of the
+    // extension below Tmin, down to its floor). 0 when there is no saturation line or p is at or
+    // above the pressure at the line's end.
+    double saturation_temperature(double p) const noexcept;
+    // The lowest temperature the substance answers (the extension's floor, else Tmin).
+    double T_lowest() const noexcept { return m_extension_on != 0 ? m_Tfloor : m_constants[kTmin]; }
+    // The end of the saturation line (Tc less a millionth), and the pressure there; 0 without one.
+    double saturation_end() const noexcept { return m_table->has_saturation_line() ? m_table->saturation_end() : 0.0; }
+    double saturation_end_pressure() const noexcept { return m_p_end; }
+    // The critical point of the equation of state: Tc [K], pc [Pa] and the critical density [kg/m3].
+    double critical_temperature() const noexcept { return m_constants[kTc]; }
+    double critical_pressure() const noexcept { return m_constants[kPc]; }
+    double critical_density() const noexcept { return m_rho_c; }
+    double molar_mass() const noexcept { return m_constants[kMolarMass]; }
+    double gas_constant() const noexcept { return kGasConstant / m_constants[kMolarMass]; }
+    // Ideal-gas heat capacity cp0(T) [J/(kg K)] and enthalpy h0(T) [J/kg], the dilute limit.
+    void ideal_gas_cp_h(double T, double& cp0, double& h0) const noexcept { m_cp0.value_and_integral(T, cp0, h0); }
+    // Viscosity [Pa s] and conductivity [W/(m K)] at T [K] and density rho [kg/m3].
+    void transport(double T, double rho, double& mu, double& lambda) const noexcept;
+    const mp::chung_transport& transport_model() const noexcept { return m_transport; }
+
     std::int32_t mode() const noexcept { return m_mode; }
     const C_2d_RG_property* table() const noexcept { return m_table.get(); }
     const std::shared_ptr<IRGPropertyGenerator>& generator() const noexcept { return m_generator; }
@@ -186,6 +252,9 @@ private:
     // T clamped into the saturation line's range.
     double clamp_T(double T) const noexcept;
     bool below(double T) const noexcept { return m_extension_on != 0 && T < m_constants[kTmin]; }
+    // What the media need besides the table: the ideal-gas cp with its integral, the transport
+    // model, the critical density and the pressure at the line's end.
+    void prepare_media_data();
     // the latent heat below Tmin and the temperature the vapour enthalpy is taken at
     double latent_heat_below(double T, double& T_vapour) const noexcept;
 
@@ -203,6 +272,10 @@ private:
 
     std::shared_ptr<IRGPropertyGenerator> m_generator;
     std::unique_ptr<C_2d_RG_property> m_table;
+    c_1d_param m_cp0;
+    mp::chung_transport m_transport;
+    double m_rho_c = 0.0;
+    double m_p_end = 0.0;
 };
 
 // The substance as the factory's caches hold it: cache 8 builds mode 1, cache 9 mode 2.

@@ -162,6 +162,8 @@ public:
     // Whether an ideal-gas heat capacity is set: without one only the saturation line and the
     // mechanical properties can be formed.
     bool has_ideal_gas_cp() const noexcept { return m_has_cp0; }
+    // The ideal-gas heat capacity set (its integral prepared).
+    const c_1d_param& ideal_gas_cp() const noexcept { return m_cp0; }
 
     const rg_eos_record& record() const noexcept { return m_eos; }
     // Iteration limits of the binodal bisection and of the fits (1000 each; not saved). Lower

@@ -93,6 +93,52 @@ bool C_2d_RG_property::lookup_derivatives(double x, double y, double out[Cage::k
     }
 }
 
+bool C_2d_RG_property::lookup_on_side(double x, double y, int side, double out[Cage::kProperties],
+                                      double d[4]) const noexcept {
+    // cells looked at beyond the one that holds (x, y); the line crosses at most a few
+    constexpr int kMaxCellSteps = 16;
+    clamp(x, y);
+    if ((side != 1 && side != 2) || m_n < 2 || !(y < m_Tend)) return lookup_derivatives(x, y, out, d);
+    try {
+        double xe = x;
+        const Cage* cage = nullptr;
+        cage_cell c;
+        for (int step = 0; step <= kMaxCellSteps; ++step) {
+            cage = patch(xe, y);
+            if (cage == nullptr) break;
+            c = cage->locate(xe, y);
+            const double* xn = cage->x_nodes();
+            const double ya = cage->y_begin() + c.j * cage->dy();
+            const double la = saturation(kLnPsat, ya), lb = saturation(kLnPsat, ya + cage->dy());
+            const bool on_side = side == 1 ? xn[c.i] >= std::max(la, lb) : xn[c.i + 1] < std::min(la, lb);
+            if (on_side) break;
+            // the next cell away from the line: just past this cell's edge, inside the table
+            const double edge = side == 1 ? xn[c.i + 1] : xn[c.i];
+            const double next = side == 1 ? edge + 1e-9 * (xn[c.i + 1] - xn[c.i]) : edge - 1e-9 * (xn[c.i + 1] - xn[c.i]);
+            if (!(next > m_x0) || !(next < m_x1)) break;  // the table's edge: this cell as it is
+            xe = next;
+        }
+        if (cage == nullptr) {
+            std::fill(out, out + Cage::kProperties, 0.0);
+            std::fill(d, d + 4, 0.0);
+            return false;
+        }
+        // the chosen cell's bilinear form at the point asked for
+        const double* xn = cage->x_nodes();
+        c.t = (x - xn[c.i]) / (xn[c.i + 1] - xn[c.i]);
+        cage->values(c, out);
+        d[0] = cage->derivative_x(0, c);
+        d[1] = cage->derivative_y(0, c);
+        d[2] = cage->derivative_x(1, c);
+        d[3] = cage->derivative_y(1, c);
+        return true;
+    } catch (...) {
+        std::fill(out, out + Cage::kProperties, 0.0);
+        std::fill(d, d + 4, 0.0);
+        return false;
+    }
+}
+
 double C_2d_RG_property::saturation(int a, double T) const noexcept {
     if (m_n < 2) return 0.0;
     const double* f = m_line[a].data();
@@ -111,6 +157,21 @@ double C_2d_RG_property::saturation_slope(int a, double T) const noexcept {
     auto k = static_cast<std::int32_t>((T - m_y0) * m_inverse_dT);
     k = std::clamp(k, 0, m_n - 2);
     return (f[k + 1] - f[k]) * m_inverse_dT;
+}
+
+double C_2d_RG_property::saturation_temperature(double ln_p) const noexcept {
+    if (m_n < 2) return 0.0;
+    const double* f = m_line[kLnPsat].data();
+    if (!(ln_p > f[0])) return m_y0;  // (a NaN goes to the lower end)
+    if (ln_p >= f[m_n - 1]) return m_Tend;
+    std::int32_t lo = 0, hi = m_n - 1;  // f[lo] < ln_p <= f[hi]
+    while (hi - lo > 1) {
+        const std::int32_t mid = (lo + hi) / 2;
+        if (f[mid] < ln_p) lo = mid;
+        else hi = mid;
+    }
+    const double T = m_y0 + (lo + (ln_p - f[lo]) / (f[lo + 1] - f[lo])) * m_dT;
+    return T < m_Tend ? T : m_Tend;
 }
 
 bool C_2d_RG_property::fill_saturation_line(std::int32_t n) {

@@ -66,12 +66,24 @@ public:
     // The same with the derivatives of density and enthalpy: d[0] = d rho/dx, d[1] = d rho/dy,
     // d[2] = dh/dx, d[3] = dh/dy (= cp).
     bool lookup_derivatives(double x, double y, double out[Cage::kProperties], double d[4]) const noexcept;
+    // As lookup_derivatives, on one side of the saturation line (side 1: liquid, x at or above
+    // ln psat; 2: vapour, below; 0: as lookup_derivatives). Below the line's end, a cell with a
+    // node on the other side is not used: the nearest cell further from the line (higher x for
+    // the liquid, lower for the vapour) whose four nodes all lie on the side asked for is, its
+    // bilinear form continued to (x, y) (at most a few cells, within 2 % of the pressure next to
+    // the line), so that no state next to the line blends the two phases. The table's edge ends
+    // the search (that cell is then used as it is).
+    bool lookup_on_side(double x, double y, int side, double out[Cage::kProperties], double d[4]) const noexcept;
 
     // Saturation line: array a at T (clamped into [y0, Tend]); linear between the nodes, the last
     // node exactly at Tend.
     double saturation(int a, double T) const noexcept;
     // d(array a)/dT of the cell that holds T (T clamped into [y0, Tend], the cell into [0, N - 2]).
     double saturation_slope(int a, double T) const noexcept;
+    // The inverse of the ln psat line: the temperature at which the interpolated ln psat equals
+    // ln_p (binary search over the nodes, then the cell's linear inverse), clamped into [y0, Tend];
+    // 0 for a table without a saturation line.
+    double saturation_temperature(double ln_p) const noexcept;
     // Fills the nine generator arrays at N nodes over [y0, Tend] and the two derived arrays; a
     // table wholly above the critical temperature gets no line (and true). False on N < 2, a
     // rectangle upside down (y1 <= y0 below Tc) or memory not to be had.

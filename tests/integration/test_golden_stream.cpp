@@ -203,6 +203,8 @@ std::string every_builtin_number() {
             log_medium(log, m.name, medium, Y, {1e5, 1e7}, {275.0, 300.0, 340.0});
         else if (material->kind() == "hypersonic_gas")
             log_medium(log, m.name, medium, Y, {1e3, 1e5}, {300.0, 3000.0, 9000.0});
+        else if (material->is_real_gas())  // inside the tables: liquid, vapour and dense states
+            log_medium(log, m.name, medium, Y, {1e5, 3e6, 8e6}, {250.0, 300.0, 310.0, 400.0});
         else
             log_medium(log, m.name, medium, Y, {1e5, 3e6}, {250.0, 300.0, 700.0, 1500.0, 2800.0});
     }

@@ -429,6 +429,70 @@ std::vector<std::string> notes_of(const open_fluid& fluid, const std::string& ar
     return notes;
 }
 
+// ---- real-gas media ------------------------------------------------------------------------------------
+
+std::shared_ptr<I_solver_real_gas> real_gas_state_of(const open_fluid& fluid) {
+    std::any request = std::shared_ptr<I_solver_real_gas>();
+    if (!fluid.medium || fluid.medium->query_interface(request) != MP_STATUS_OK) return nullptr;
+    return std::any_cast<std::shared_ptr<I_solver_real_gas>>(request);
+}
+
+std::string phase_word(const rg_point& state) {
+    switch (state.phase) {
+    case MP_PHASE_LIQUID: return "liquid";
+    case MP_PHASE_VAPOUR: return "vapour";
+    case MP_PHASE_TWO_PHASE: return "two-phase";
+    case MP_PHASE_SUPERCRITICAL: return "supercritical";
+    default: return "?";
+    }
+}
+
+std::string vapour_fraction_text(const rg_point& state, bool csv) {
+    if (state.x < 0.0) return "";
+    return csv ? exact_number(state.x) : table_number(state.x);
+}
+
+std::string real_gas_status_note(std::uint32_t status, double p, double T) {
+    std::vector<std::string> what;
+    if ((status & MP_RG_PRESSURE_OUTSIDE) != 0) what.push_back("the pressure lies outside the table (taken at its edge)");
+    if ((status & MP_RG_TEMPERATURE_OUTSIDE) != 0)
+        what.push_back("the temperature lies outside the table (taken at its edge)");
+    if ((status & MP_RG_BELOW_TABLE) != 0) what.push_back("below the table the low-temperature extension answered");
+    if ((status & MP_RG_ITERATION_FAILED) != 0) what.push_back("the iteration failed: the start value is shown");
+    if ((status & MP_RG_DOME_NOT_MODELLED) != 0)
+        what.push_back("the state lies in the saturation dome, which this medium does not model (the saturated state "
+                       "on the nearer side is shown)");
+    if (what.empty()) return "";
+    std::string text = "at p = " + table_number(p) + " Pa, T = " + table_number(T) + " K: ";
+    for (std::size_t i = 0; i < what.size(); ++i) text += (i ? "; " : "") + what[i];
+    return text;
+}
+
+std::string real_gas_counterpart_note(const std::string& data_option, const open_fluid& fluid, double p,
+                                      const std::vector<double>& temperatures) {
+    if (fluid.definition.kind != "ideal_gas" || fluid.definition.substances.size() != 1) return "";
+    const std::string real_name = fluid.definition.substances[0] + "-real";
+    try {
+        builtin_data data = load_builtin_data(resolve_data_directory(data_option));
+        if (!data.library.find_medium(real_name)) return "";
+        const open_fluid real = open_fluid_medium(data_option, real_name);
+        const auto state = real_gas_state_of(real);
+        if (!state) return "";
+        const double one = 1.0;
+        for (const double T : temperatures) {
+            rg_point r;
+            if (state->get_state_p_T(p, T, &one, &r) != MP_RG_OK) continue;
+            const double Z = p * r.M / (r.rho * C_real_gas_substance::kGasConstant * T);
+            if (std::fabs(Z - 1.0) <= 0.02) continue;
+            return fluid.definition.name + " is an ideal gas; at p = " + table_number(p) + " Pa and T = " +
+                   table_number(T) + " K the real gas " + real_name + " has Z = " + table_number(Z) + " (rho = " +
+                   table_number(r.rho) + " kg/m3, " + phase_word(r) + "): use " + real_name + " for the real fluid";
+        }
+    } catch (const std::exception&) {
+    }
+    return "";
+}
+
 // ---- real-gas fluids ------------------------------------------------------------------------------------
 
 void add_real_gas_options(CLI::App* cmd, real_gas_request& r) {

@@ -18,6 +18,7 @@
 
 #include "medium_physics/i_medium_physics.h"
 #include "medium_physics/standalone_host.h"
+#include "medium_physics/real_gas_state.h"
 #include "real_gas/c_real_gas_substance.h"
 
 namespace mp_cli {
@@ -176,6 +177,22 @@ std::string describe(const standalone_host::medium_definition& medium, const std
 constexpr const char* kNoShearMu = "n/a";
 // The footnotes under a fluid's property table.
 std::vector<std::string> notes_of(const open_fluid& fluid, const std::string& argument);
+
+// ---- real-gas media: phase columns and the real-gas note ---------------------------------------------
+
+// The real-gas state interface of a fluid (kinds real_gas and real_gas_phase_change), or null.
+std::shared_ptr<I_solver_real_gas> real_gas_state_of(const open_fluid& fluid);
+// The phase column's word for a state (liquid, vapour, two-phase, supercritical) and its x column
+// (empty outside the dome).
+std::string phase_word(const rg_point& state);
+std::string vapour_fraction_text(const rg_point& state, bool csv);
+// A note when the state left the real-gas tables or an inversion failed (empty otherwise).
+std::string real_gas_status_note(std::uint32_t status, double p, double T);
+// For an ideal-gas medium of one substance NAME with a real-gas material NAME-real: a note for the
+// first temperature at which that real gas's compressibility factor at p differs from 1 by more
+// than 2 %; else empty.
+std::string real_gas_counterpart_note(const std::string& data_option, const open_fluid& fluid, double p,
+                                      const std::vector<double>& temperatures);
 
 // ---- real-gas fluids: saturation, eos, rgtable ---------------------------------------------------------
 

@@ -68,6 +68,9 @@ int run_props(const std::string& data_option, const props_request& request, bool
     log.discard();  // what creating the medium said is not about these states
 
     const auto number = request.csv ? exact_number : table_number;
+    // A real-gas medium adds the phase and the vapour fraction of each state, from the same call.
+    const auto real_gas = real_gas_state_of(fluid);
+    std::vector<std::string> real_gas_notes;
     std::vector<std::vector<std::string>> rows;
     rows.reserve(temperatures.size());
     for (const double T : temperatures) {
@@ -76,18 +79,32 @@ int run_props(const std::string& data_option, const props_request& request, bool
         const std::string mu_text = fluid.non_newtonian && !request.csv ? std::string(kNoShearMu) : number(mu);
         rows.push_back({number(request.p), number(T), number(rho), number(h), number(cp), number(gamma), number(M),
                         number(a), mu_text, number(lambda)});
+        if (real_gas) {
+            rg_point state;
+            const std::uint32_t status = real_gas->get_state_p_T(request.p, T, Y.data(), &state);
+            rows.back().push_back(phase_word(state));
+            rows.back().push_back(vapour_fraction_text(state, request.csv));
+            if (const auto note = real_gas_status_note(status, request.p, T); !note.empty()) real_gas_notes.push_back(note);
+        }
     }
-    const std::vector<std::string> headers = {"p [Pa]", "T [K]",      "rho [kg/m3]", "h [J/kg]",  "cp [J/(kg K)]",
-                                              "gamma",  "M [kg/mol]", "a [m/s]",     "mu [Pa s]", "lambda [W/(m K)]"};
+    std::vector<std::string> headers = {"p [Pa]", "T [K]",      "rho [kg/m3]", "h [J/kg]",  "cp [J/(kg K)]",
+                                        "gamma",  "M [kg/mol]", "a [m/s]",     "mu [Pa s]", "lambda [W/(m K)]"};
+    if (real_gas) headers.insert(headers.end(), {"phase", "x"});
+    const auto library_lines = log.take();
+    // An ideal gas asked where its real counterpart is far from ideal: said once, for the first
+    // such temperature.
+    if (auto note = real_gas_counterpart_note(data_option, fluid, request.p, temperatures); !note.empty())
+        real_gas_notes.push_back(std::move(note));
     if (!request.csv) std::cout << describe(fluid.definition, Y) << "\n";
     print_rows(headers, rows, request.csv);
-    if (!request.csv) {
-        auto notes = notes_of(fluid, request.medium);
-        for (auto& n : two_phase_notes(fluid, request.p, Y)) notes.push_back(std::move(n));
-        print_notes(notes);
-    }
-    // Comma-separated output stays parseable: the library's lines go to stderr there.
-    print_library_lines(log.take(), request.csv ? std::cerr : std::cout);
+    auto notes = notes_of(fluid, request.medium);
+    for (auto& n : two_phase_notes(fluid, request.p, Y)) notes.push_back(std::move(n));
+    notes.insert(notes.end(), real_gas_notes.begin(), real_gas_notes.end());
+    // Comma-separated output stays parseable: the notes and the library's lines go to stderr there.
+    if (!request.csv) print_notes(notes);
+    else
+        for (const auto& n : real_gas_notes) std::cerr << "note: " << n << "\n";
+    print_library_lines(library_lines, request.csv ? std::cerr : std::cout);
     return kExitOk;
 }
 
@@ -132,7 +149,10 @@ command register_props(CLI::App& app, shared_options& shared) {
     props->add_option("--data", shared.data, data_help());
     props->footer(
         "Columns: p [Pa], T [K], rho [kg/m3], h [J/kg], cp [J/(kg K)], gamma, M [kg/mol], a [m/s], "
-        "mu [Pa s], lambda [W/(m K)]. The table shows 7 significant digits; --csv gives every value "
+        "mu [Pa s], lambda [W/(m K)]; a real-gas medium adds phase (liquid, vapour, two-phase or "
+        "supercritical) and x (the vapour mass fraction, empty outside the saturation dome). An ideal gas "
+        "whose real-gas material NAME-real is more than 2 % from Z = 1 at a state gets a note naming it. "
+        "The table shows 7 significant digits; --csv gives every value "
         "exactly (the shortest text that reads back as the same number). An incompressible liquid has "
         "no gamma, M or a: they are shown as 0; a compressible liquid has no M (0). A non-Newtonian "
         "liquid's viscosity needs a shear rate: mu shows n/a (--csv: the library's 1e+40); see "
