@@ -118,12 +118,16 @@ void read_property(const nlohmann::json& m, const char* key, host_property& out)
     }
 }
 
+// A medium of this kind is one real_gas material tabulated over volume and temperature.
+constexpr const char* kSingleComponentGasKind = "single_component_gas";
+
 medium_definition parse_medium(const nlohmann::json& m) {
     if (!m.is_object()) throw std::runtime_error("a medium must be a JSON object");
     medium_definition d;
     d.name = required_string(m, "name");
     d.kind = required_string(m, "kind");
-    if (known_kinds().count(d.kind) == 0) throw std::runtime_error("unknown \"kind\": " + d.kind);
+    if (known_kinds().count(d.kind) == 0 && d.kind != kSingleComponentGasKind)
+        throw std::runtime_error("unknown \"kind\": " + d.kind);
     const auto subs = m.find("substances");
     const auto fractions = m.find("mass_fractions");
     if (subs == m.end() || !subs->is_array() || subs->empty())
@@ -483,7 +487,8 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     for (std::size_t i = 0; i < medium.substances.size(); ++i) {
         const auto material = library.find_material(medium.substances[i]);
         if (!material) return fail(3, "unknown material " + medium.substances[i] + " in medium " + medium.name);
-        if (material->kind() != medium.kind)
+        const std::string material_kind = medium.kind == kSingleComponentGasKind ? "real_gas" : medium.kind;
+        if (material->kind() != material_kind)
             return fail(3, "material " + material->name_utf8() + " is " + material->kind() + ", medium " + medium.name +
                                " is " + medium.kind);
         descriptions[static_cast<std::int32_t>(i)] = material;
@@ -512,6 +517,9 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     else if (medium.kind == "real_gas" && one)
         calling("CreateRealGasThermodynamics",
                 factory.CreateRealGasThermodynamics(descriptions[0], description_array(), register_it, out));
+    else if (medium.kind == kSingleComponentGasKind && one)
+        calling("CreateSingleComponentThermodynamicsFromDescription",
+                factory.CreateSingleComponentThermodynamicsFromDescription(descriptions[0], register_it, out));
     else if (medium.kind == "hypersonic_gas" && one)
         calling("CreateHypersonicGasThermodynamics",
                 factory.CreateHypersonicGasThermodynamics(descriptions[0], register_it, out));

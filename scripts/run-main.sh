@@ -70,4 +70,11 @@ step "12. Air behind a strong shock: chemical equilibrium at 8000 K and 0.01 kg/
 step "13. A wind-tunnel stream at 50 K and 1 atm: below the engine's species data the tables answer alone (frozen air)"
 "$cli" props equilibrium-air --p 101325 --T 50
 
+step "14. Radiation of the combustion products at 1 atm: gray gases, Planck-mean absorption and the emissivity of a 1 m path"
+"$cli" radiation combustion-products --p 101325 --T 600:2400:300 --L 1
+
+step "15. CO2 as a single-component gas on its (v, T) table, and the table file written for a product directory"
+"$cli" props CO2-gas --p 5e5 --T 300:500:50
+"$cli" sctable CO2 --T 320:800 --rho 0.05:200 --out "$out/SingleComponentGas.tables"
+
 step "Files are in $out"

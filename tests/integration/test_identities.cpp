@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <ostream>
+#include <string>
 
 #include "factory/c_medium_physics.h"
 #include "medium_physics/standalone_host.h"
@@ -15,7 +16,7 @@ enum class sound { none, ideal_gas, liquid };
 
 struct medium_case {
     const char* name;
-    const char* file;       // under data/materials
+    const char* file;       // under data/materials (several: separated by commas)
     double T_low, T_high;   // K, the range the identities are checked over
     double p;               // Pa
     sound speed;            // ideal_gas: p = rho R T and its isentrope; liquid: a^-2 from rho(p, T) and cp
@@ -42,6 +43,8 @@ const medium_case kCases[] = {
      1e-4, 2e-3},
     {"water-glycol-compressible", "complex_liquids.json", 280.0, 365.0, 2e7, sound::liquid, 1e-4,
      "as water-compressible, and the glycol's power law is test data", 1e-4, 2e-3, "identity_media.json"},
+    {"CO2-gas", "real_gases.json,single_component.json", 240.0, 495.0, 5e5, sound::none, 2e-3,
+     "a (v, T) table: cp holds the equation of state's values on the nodes, h is interpolated between them"},
 };
 
 // What gtest prints for a row (a skipped or failed case names its medium, not its bytes).
@@ -52,7 +55,12 @@ protected:
     void SetUp() override {
         const auto& c = GetParam();
         ASSERT_EQ(create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()), MP_STATUS_OK);
-        library.add_file(std::string(MP_SOURCE_DIR) + "/data/materials/" + c.file);
+        // c.file may name several files, separated by commas (a medium over another file's materials)
+        for (std::string files = c.file; !files.empty();) {
+            const auto comma = files.find(',');
+            library.add_file(std::string(MP_SOURCE_DIR) + "/data/materials/" + files.substr(0, comma));
+            files = comma == std::string::npos ? "" : files.substr(comma + 1);
+        }
         if (c.test_file != nullptr)
             library.add_file(std::string(MP_SOURCE_DIR) + "/tests/integration/data/" + c.test_file);
         const auto def = library.find_medium(c.name);
