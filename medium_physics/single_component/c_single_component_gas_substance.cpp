@@ -19,7 +19,10 @@ void C_single_component_gas_substance::prepare() noexcept {
 }
 
 bool C_single_component_gas_substance::init(std::shared_ptr<const sc_gas_table> table, IHostMessageSink* sink) {
-    if (!table || !table->check().empty()) return false;
+    // a checked table whose node-by-node copy is made (prepare)
+    if (!table || !table->check().empty() ||
+        table->nodes.size() != table->values[0].size() * mp::single_component::kFieldCount)
+        return false;
     C_substance_base::init(table->identifier, table->name, sink);
     m_table = std::move(table);
     prepare();

@@ -87,6 +87,7 @@ bool build_sc_gas_table(const CRGPropertyGenerator& generator, const rg_substanc
         out = sc_gas_table{};
         return false;
     }
+    out.prepare();
     return true;
 }
 

@@ -26,6 +26,9 @@ inline void cell_of(double coordinate, double first, double step, std::int32_t n
     weight = t - c;
 }
 
+// Values per node in `nodes`.
+constexpr std::size_t kF = kFieldCount;
+
 std::string text_of(const char* what, std::int32_t i, std::int32_t j) {
     return std::string(what) + " at node (" + std::to_string(i) + ", " + std::to_string(j) + ")";
 }
@@ -43,28 +46,37 @@ void sc_gas_table::resize(std::int32_t nx_, std::int32_t nT_) {
 
 // ---- lookups ------------------------------------------------------------------------------------
 
-void sc_gas_table::at_cell(double x, std::int32_t i, double wx, double T, sc_state& out) const noexcept {
+void sc_gas_table::prepare() {
+    const std::size_t n = static_cast<std::size_t>(nx) * static_cast<std::size_t>(nT);
+    nodes.assign(n * kF, 0.0);
+    for (std::size_t k = 0; k < n; ++k)
+        for (std::size_t f = 0; f < kF; ++f)
+            if (k < values[f].size()) nodes[k * kF + f] = values[f][k];
+}
+
+void sc_gas_table::at_cell(double v, std::int32_t i, double wx, double T, sc_state& out) const noexcept {
     std::int32_t j = 0;
     double wT = 0.0;
     const double step = dT();
     cell_of(T, T0, step, nT, j, wT);
-    const std::size_t n00 = static_cast<std::size_t>(j) * static_cast<std::size_t>(nx) + static_cast<std::size_t>(i);
-    const std::size_t n01 = n00 + static_cast<std::size_t>(nx);
+    const std::size_t k00 = static_cast<std::size_t>(j) * static_cast<std::size_t>(nx) + static_cast<std::size_t>(i);
+    const double* n00 = nodes.data() + k00 * kF;
+    const double* n10 = n00 + kF;
+    const double* n01 = n00 + static_cast<std::size_t>(nx) * kF;
+    const double* n11 = n01 + kF;
     double r[kFieldCount];
-    for (std::int32_t f = 0; f < kFieldCount; ++f) {
-        const double* v = values[f].data();
-        const double lo = v[n00] + wx * (v[n00 + 1] - v[n00]);
-        const double hi = v[n01] + wx * (v[n01 + 1] - v[n01]);
+    for (std::size_t f = 0; f < kF; ++f) {
+        const double lo = n00[f] + wx * (n10[f] - n00[f]);
+        const double hi = n01[f] + wx * (n11[f] - n01[f]);
         r[f] = lo + wT * (hi - lo);
-        if (f == kPv) {
-            out.dpv_dT = (hi - lo) / step;
-            out.dpv_dx = ((v[n00 + 1] - v[n00]) + wT * ((v[n01 + 1] - v[n01]) - (v[n00 + 1] - v[n00]))) / dx();
-        }
     }
+    const double d_lo = n10[kPv] - n00[kPv], d_hi = n11[kPv] - n01[kPv];
+    out.dpv_dT = ((n01[kPv] + wx * d_hi) - (n00[kPv] + wx * d_lo)) / step;
+    out.dpv_dx = (d_lo + wT * (d_hi - d_lo)) / dx();
     const std::size_t jj = static_cast<std::size_t>(j);
-    out.v = std::exp(x);
+    out.v = v;
     out.T = T;
-    out.p = r[kPv] / out.v;
+    out.p = r[kPv] / v;
     out.e = r[kE];
     out.cp = r[kCp];
     out.cv = r[kCv];
@@ -74,70 +86,61 @@ void sc_gas_table::at_cell(double x, std::int32_t i, double wx, double T, sc_sta
 }
 
 double sc_gas_table::invert_in_T(std::int32_t f, std::int32_t i, double wx, double target) const noexcept {
-    const double* v = values[f].data();
+    const double* base = nodes.data() + static_cast<std::size_t>(i) * kF + static_cast<std::size_t>(f);
+    const std::size_t row = static_cast<std::size_t>(nx) * kF;
     const auto column = [&](std::int32_t j) noexcept {
-        const std::size_t n = static_cast<std::size_t>(j) * static_cast<std::size_t>(nx) + static_cast<std::size_t>(i);
-        return v[n] + wx * (v[n + 1] - v[n]);
+        const double* n = base + static_cast<std::size_t>(j) * row;
+        return n[0] + wx * (n[kF] - n[0]);
     };
-    // The field rises with T on every column (check() makes sure): one binary search.
-    std::int32_t lo = 0, hi = nT - 1;
-    double c_lo = column(lo), c_hi = column(hi);
-    if (target <= c_lo) {
-        hi = 1;
-        c_hi = column(1);
-    } else if (target >= c_hi) {
+    // The field rises with T on every column (check() makes sure): one monotone search, started
+    // where a straight line between the column's ends puts the target.
+    const double c_first = column(0), c_last = column(nT - 1);
+    std::int32_t lo = 0;
+    if (target >= c_last) {
         lo = nT - 2;
-        c_lo = column(lo);
-    } else {
-        while (hi - lo > 1) {
-            const std::int32_t mid = (lo + hi) / 2;
-            const double c = column(mid);
-            if (c <= target) {
-                lo = mid;
-                c_lo = c;
-            } else {
-                hi = mid;
-                c_hi = c;
-            }
-        }
+    } else if (target > c_first) {
+        const double guess = (target - c_first) / (c_last - c_first) * (nT - 1);
+        lo = std::clamp(static_cast<std::int32_t>(guess), 0, nT - 2);
+        while (lo > 0 && column(lo) > target) --lo;
+        while (lo < nT - 2 && column(lo + 1) <= target) ++lo;
     }
+    const double c_lo = column(lo), c_hi = column(lo + 1);
     return T0 + (lo + (target - c_lo) / (c_hi - c_lo)) * dT();
 }
 
 void sc_gas_table::at_v_T(double v, double T, sc_state& out) const noexcept {
-    const double x = std::log(v);
     std::int32_t i = 0;
     double wx = 0.0;
-    cell_of(x, x0, dx(), nx, i, wx);
-    at_cell(x, i, wx, T, out);
+    cell_of(std::log(v), x0, dx(), nx, i, wx);
+    at_cell(v, i, wx, T, out);
 }
 
 void sc_gas_table::at_e_v(double e, double v, sc_state& out) const noexcept {
-    const double x = std::log(v);
     std::int32_t i = 0;
     double wx = 0.0;
-    cell_of(x, x0, dx(), nx, i, wx);
-    at_cell(x, i, wx, invert_in_T(kE, i, wx, e), out);
+    cell_of(std::log(v), x0, dx(), nx, i, wx);
+    at_cell(v, i, wx, invert_in_T(kE, i, wx, e), out);
 }
 
 void sc_gas_table::at_pv_v(double pv, double v, sc_state& out) const noexcept {
-    const double x = std::log(v);
     std::int32_t i = 0;
     double wx = 0.0;
-    cell_of(x, x0, dx(), nx, i, wx);
-    at_cell(x, i, wx, invert_in_T(kPv, i, wx, pv), out);
+    cell_of(std::log(v), x0, dx(), nx, i, wx);
+    at_cell(v, i, wx, invert_in_T(kPv, i, wx, pv), out);
 }
 
 void sc_gas_table::at_p_T(double p, double T, sc_state& out) const noexcept {
     std::int32_t j = 0;
     double wT = 0.0;
     cell_of(T, T0, dT(), nT, j, wT);
-    const double* v = values[kPv].data();
+    const double* pv = nodes.data() + kPv;
     const double step = dx();
+    const std::size_t row = static_cast<std::size_t>(nx) * kF;
     // ln p at node x_i of the isotherm: ln(pv) - x; it falls with i (check() makes sure).
     const auto ln_p = [&](std::int32_t i) noexcept {
-        const std::size_t n = static_cast<std::size_t>(j) * static_cast<std::size_t>(nx) + static_cast<std::size_t>(i);
-        return std::log(v[n] + wT * (v[n + static_cast<std::size_t>(nx)] - v[n])) - (x0 + i * step);
+        const double* n =
+            pv + (static_cast<std::size_t>(j) * static_cast<std::size_t>(nx) + static_cast<std::size_t>(i)) * kF;
+        return std::log(n[0] + wT * (n[row] - n[0])) - (x0 + i * step);
     };
     const double target = std::log(p);
     std::int32_t lo = 0, hi = nx - 1;
@@ -163,7 +166,7 @@ void sc_gas_table::at_p_T(double p, double T, sc_state& out) const noexcept {
     }
     // ln p linear in x within the cell: exact for an ideal gas.
     const double wx = (l_lo - target) / (l_lo - l_hi);
-    at_cell(x0 + (lo + wx) * step, lo, wx, T, out);
+    at_cell(std::exp(x0 + (lo + wx) * step), lo, wx, T, out);
     out.p = p;
 }
 
@@ -261,6 +264,7 @@ bool sc_gas_table::read(C_file_io& stream, std::string& why) {
         *this = sc_gas_table{};
         return false;
     }
+    prepare();
     return true;
 }
 

@@ -12,8 +12,10 @@
 //
 // Lookups interpolate bilinearly in (x, T) and extrapolate from the edge cells outside the grid.
 // The inverse lookups need no iteration:
-//   at (e, v): e is linear in T within a cell column and rises with T (cv > 0), so one binary
-//     search over the T nodes of the interpolated column finds the cell and T follows linearly;
+//   at (e, v): e is linear in T within a cell column and rises with T (cv > 0), so one monotone
+//     search over the T nodes of the interpolated column finds the cell (from the node a straight
+//     line between the column's ends points to, a step or two away since e is nearly linear in T)
+//     and T follows linearly;
 //   at (p v, v): the same with pv, which rises with T at constant v in the gas;
 //   at (p, T): p falls with v along an isotherm, so one binary search over the x nodes, then ln p
 //     linear in x within the cell (exact for an ideal gas).
@@ -74,6 +76,9 @@ struct sc_gas_table {
     double x0 = 0.0, x1 = 0.0, T0 = 0.0, T1 = 0.0;
     std::vector<double> values[kFieldCount];  // nx * nT each, row by row in T
     std::vector<double> mu, lambda;           // nT each
+    // The same fields node by node (kFieldCount per node, nodes row by row), so that one lookup
+    // touches four short runs of memory; made from `values` by prepare().
+    std::vector<double> nodes;
 
     bool empty() const noexcept { return nx < 2 || nT < 2; }
     double dx() const noexcept { return (x1 - x0) / (nx - 1); }
@@ -84,6 +89,9 @@ struct sc_gas_table {
 
     // Allocates the fields for nx x nT nodes (zeros).
     void resize(std::int32_t nx_, std::int32_t nT_);
+    // Makes `nodes` from `values`: whoever fills `values` calls it before the first lookup (the
+    // builder and read() do).
+    void prepare();
 
     // The state at (v, T), (e, v), (p v, v) and (p, T). Never fail on a non-empty table; outside the
     // grid they extrapolate from the edge cells.
@@ -101,8 +109,8 @@ struct sc_gas_table {
     bool read(C_file_io& stream, std::string& why);
 
 private:
-    void at_cell(double x, std::int32_t i, double wx, double T, sc_state& out) const noexcept;
-    // T on column x (cell i, weight wx) where field f equals target, by one binary search.
+    void at_cell(double v, std::int32_t i, double wx, double T, sc_state& out) const noexcept;
+    // T on column x (cell i, weight wx) where field f equals target, by one monotone search.
     double invert_in_T(std::int32_t f, std::int32_t i, double wx, double target) const noexcept;
 };
 

@@ -144,6 +144,7 @@ sc_gas_table ideal_table() {
         t.mu[static_cast<std::size_t>(j)] = 1e-5 + 1e-8 * T;
         t.lambda[static_cast<std::size_t>(j)] = 0.01 + 1e-5 * T;
     }
+    t.prepare();
     return t;
 }
 
