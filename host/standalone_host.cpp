@@ -122,6 +122,8 @@ void read_property(const nlohmann::json& m, const char* key, host_property& out)
 // The kinds of media that stand on other media or on materials of several kinds.
 constexpr const char* kCavitationKind = "isothermal_cavitation";
 constexpr const char* kVofKind = "free_surface_vof";
+// A medium of this kind is one real_gas material tabulated over volume and temperature.
+constexpr const char* kSingleComponentGasKind = "single_component_gas";
 
 medium_definition parse_medium(const nlohmann::json& m) {
     if (!m.is_object()) throw std::runtime_error("a medium must be a JSON object");
@@ -147,7 +149,8 @@ medium_definition parse_medium(const nlohmann::json& m) {
         return d;
     }
     if (d.kind == kCavitationKind) d.vapour_pressure = required_number(m, "vapour_pressure");
-    else if (known_kinds().count(d.kind) == 0) throw std::runtime_error("unknown \"kind\": " + d.kind);
+    else if (known_kinds().count(d.kind) == 0 && d.kind != kSingleComponentGasKind)
+        throw std::runtime_error("unknown \"kind\": " + d.kind);
     const auto subs = m.find("substances");
     const auto fractions = m.find("mass_fractions");
     if (subs == m.end() || !subs->is_array() || subs->empty())
@@ -571,10 +574,11 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
         const auto material = library.find_material(medium.substances[i]);
         if (!material) return fail(3, "unknown material " + medium.substances[i] + " in medium " + medium.name);
         // A real-gas medium takes a real-gas material of either real-gas kind first; the medium
-        // without phase change mixes ideal gases after it.
+        // without phase change mixes ideal gases after it. A single-component gas takes one real gas.
         const bool real_medium = medium.kind == "real_gas" || medium.kind == "real_gas_phase_change";
+        const std::string material_kind = medium.kind == kSingleComponentGasKind ? "real_gas" : medium.kind;
         const bool fits = real_medium ? (i == 0 ? material->is_real_gas() : material->kind() == "ideal_gas")
-                                      : material->kind() == medium.kind;
+                                      : material->kind() == material_kind;
         if (!fits)
             return fail(3, "material " + material->name_utf8() + " is " + material->kind() + ", medium " + medium.name +
                                " is " + medium.kind +
@@ -610,6 +614,9 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
     } else if (medium.kind == "real_gas_phase_change" && one)
         calling("CreateRealGasPhaseChangeThermodynamics",
                 factory.CreateRealGasPhaseChangeThermodynamics(descriptions[0], description_array(), register_it, out));
+    else if (medium.kind == kSingleComponentGasKind && one)
+        calling("CreateSingleComponentThermodynamicsFromDescription",
+                factory.CreateSingleComponentThermodynamicsFromDescription(descriptions[0], register_it, out));
     else if (medium.kind == "hypersonic_gas" && one)
         calling("CreateHypersonicGasThermodynamics",
                 factory.CreateHypersonicGasThermodynamics(descriptions[0], register_it, out));

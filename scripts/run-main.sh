@@ -99,4 +99,11 @@ for f in 0.0 0.2 0.4 0.6 0.8 1.0; do
     "$cli" invert R134a-two-phase --p 1e6 --H "$H" --T0 300 --csv | tail -n "$lines"
 done
 
+step "18. Radiation of the combustion products at 1 atm: gray gases, Planck-mean absorption and the emissivity of a 1 m path"
+"$cli" radiation combustion-products --p 101325 --T 600:2400:300 --L 1
+
+step "19. CO2 as a single-component gas on its (v, T) table, and the table file written for a product directory"
+"$cli" props CO2-gas --p 5e5 --T 300:500:50
+"$cli" sctable CO2 --T 320:800 --rho 0.05:200 --out "$out/SingleComponentGas.tables"
+
 step "Files are in $out"

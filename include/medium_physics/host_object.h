@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "medium_physics/droplet.h"
 #include "medium_physics/host_string.h"
 #include "medium_physics/host_unknown.h"
 
@@ -17,11 +18,8 @@ public:
     virtual void write_warning(const char* text) noexcept = 0;
 };
 
-// Droplet data that a host object may hand to CreateDropletModel through query_interface.
-class IHostDropletData : public IHostUnknown {
-public:
-    virtual std::int32_t get_droplet_class_count() const noexcept = 0;
-};
+// IHostDropletData, the droplet data that a host object may hand to CreateDropletModel through
+// query_interface, is declared with the droplet model in droplet.h.
 
 // The host object. Operations in slot order:
 //   1 destructor; 2 query_interface (asked by CreateDropletModel for the droplet data, with a

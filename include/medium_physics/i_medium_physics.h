@@ -87,7 +87,9 @@ public:
                                                          std::int32_t kind, double parameter,
                                                          std::int32_t options, bool register_it,
                                                          fluid_ptr& out) = 0;
-    // 16. The single-component gas from the host's tables.
+    // 16. The single-component gas (kind 13) from the table file "SingleComponentGas.tables" in the
+    //     host's product directory (its substance is keyed by the file's identifier). 3, with an ERROR
+    //     line naming the file and the reason, when the file is missing, damaged or not a gas table.
     virtual std::int32_t CreateSingleComponentThermodynamics(bool register_it, fluid_ptr& out) = 0;
     // 17. The obsolete cavitation model.
     virtual std::int32_t CreateCavitationObsoleteThermodynamics(double parameter, bool register_it,
@@ -96,12 +98,14 @@ public:
     virtual std::int32_t CreateCondensationObsoleteThermodynamics(const description_array& gases,
                                                                   double parameter, bool register_it,
                                                                   fluid_ptr& out) = 0;
-    // 19. The single-component gas from a description.
+    // 19. The single-component gas (kind 13) from a real-gas description (I_real_gas_description):
+    //     the cubic equation of state tabulated over the description's rectangle, gas only.
     virtual std::int32_t CreateSingleComponentThermodynamicsFromDescription(
         const std::shared_ptr<IHostDescription>& gas, bool register_it, fluid_ptr& out) = 0;
     // 20. Found: out is set, 0. Unknown identifier: out untouched, 3.
     virtual std::int32_t FindThermodynamics(const host_guid& identifier, fluid_ptr& out) = 0;
-    // 21. Asks `host` for its droplet data; out stays empty when it has none.
+    // 21. Asks `host` for its droplet data (IHostDropletData, droplet.h); out stays empty when it has
+    //     none, else it receives the droplet model, which hands out I_droplet_model and the data.
     virtual std::int32_t CreateDropletModel(const std::shared_ptr<IHostUnknown>& host,
                                             std::shared_ptr<IHostUnknown>& out) = 0;
     // 22. Assigns "under construction".

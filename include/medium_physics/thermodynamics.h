@@ -53,17 +53,40 @@ namespace FluidRadProp {
 class I_radiation_properties {
 public:
     virtual ~I_radiation_properties() = default;
-    // A scalar radiation property of the medium at (p, T, Y); 0.0 for the gases.
+    // A scalar radiation property of the medium at (p, T, Y): for the gas mixtures that hold CO2 or
+    // H2O the Planck-mean absorption coefficient in 1/m of their gray-gas model (below); 0.0 for
+    // every other medium.
     virtual double get_radiation_value(double p, double T, const double* Y) const noexcept = 0;
 };
 
 class IRadPropFunctionality {
 public:
     virtual ~IRadPropFunctionality() = default;
-    // Prepares the medium's radiation data; the gases do nothing.
+    // Prepares the medium's radiation data; nothing is left to prepare in the media of this library.
     virtual void update_radiation_properties() noexcept = 0;
-    // The medium's radiation properties; empty for the gases.
+    // The medium's radiation properties: the medium itself when it is a gas mixture holding CO2 or
+    // H2O (it then also hands out I_gray_gas_radiation); empty otherwise.
     virtual std::shared_ptr<I_radiation_properties> get_radiation_properties() const noexcept = 0;
+};
+
+// At most this many gray gases in a gray-gas model (the clear gas not counted).
+inline constexpr std::int32_t kMaxGrayGases = 4;
+
+// The weighted sum of gray gases of a gas mixture that holds CO2 and H2O (Smith, Shen and Friedman
+// 1982: three gray gases and a clear gas, fitted for 600..2400 K, (pw + pc) L of 0.001..10 atm m,
+// 1 atm total pressure). A radiation solver solves one transport equation per gray gas i with the
+// absorption coefficient k_i and the emission weighted by a_i, plus one for the clear gas
+// (k = 0, weight 1 - sum a_i).
+class I_gray_gas_radiation {
+public:
+    virtual ~I_gray_gas_radiation() = default;
+    // Writes the absorption coefficients k [1/m] and weights a [-] of the gray gases at p [Pa],
+    // T [K] and the mass fractions Y into k[0..n) and a[0..n) (room for kMaxGrayGases each) and
+    // returns n; 0 (nothing written) when the mixture holds no CO2 or H2O at Y or the state is not
+    // finite and positive.
+    virtual std::int32_t get_gray_gases(double p, double T, const double* Y, double* k, double* a) const noexcept = 0;
+    // The total emissivity sum a_i (1 - exp(-k_i L)) of a uniform path of length L [m].
+    virtual double get_emissivity(double p, double T, const double* Y, double L) const noexcept = 0;
 };
 
 }  // namespace FluidRadProp

@@ -2,10 +2,12 @@
 #include "factory/c_medium_physics.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <utility>
 
 #include "liquid/c_comp_liquid_thermodynamics.h"
 #include "hypersonic/c_hypersonic_gas_thermodynamics.h"
+#include "droplet/c_droplet_model.h"
 #include "gas/c_ideal_gas_thermodynamics.h"
 #include "liquid/c_inc_liquid_thermodynamics.h"
 #include "liquid/c_inc_nn_liquid_thermodynamics.h"
@@ -15,11 +17,13 @@
 #include "gas/c_perfect_gas_thermodynamics.h"
 #include "real_gas/c_real_gas_phase_change_thermodynamics.h"
 #include "real_gas/c_real_gas_thermodynamics.h"
+#include "single_component/c_single_component_thermodynamics.h"
 #include "framework/c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
 #include "factory/mp_settings.h"
 #include "factory/query_interface.h"
+#include "medium_physics/host_system.h"
 
 namespace {
 
@@ -72,7 +76,7 @@ constexpr medium_loader kLoaders[] = {
     load_medium<C_cavitation_therm_obsolete>,                // 10
     load_medium<C_condensation_therm_obsolete>,              // 11
     load_medium<C_perfect_gas_thermodynamics>,               // 12
-    nullptr,                                                 // 13 single-component gas
+    load_medium<C_single_component_thermodynamics_VT>,       // 13
     load_medium<C_free_surface_vof_thermodynamics>,          // 14
 };
 static_assert(std::size(kLoaders) == kMediumKindCount, "one loader (or none) per kind code");
@@ -418,8 +422,40 @@ std::int32_t C_medium_physics::CreateCombustibleThermodynamics(const std::shared
     return MP_STATUS_OK;
 }
 
-std::int32_t C_medium_physics::CreateSingleComponentThermodynamics(bool, fluid_ptr&) {
-    return unavailable("CreateSingleComponentThermodynamics");
+std::int32_t C_medium_physics::CreateSingleComponentThermodynamics(bool register_it, fluid_ptr& out) {
+    const auto refuse = [&](const char* why) {
+        MP_LOG(m_host.get(), mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): CreateSingleComponentThermodynamics: %s\n", why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        // The product's table file; its identifier is the substance's key.
+        CHostString directory;
+        if (IProductDependentFunctions* product = GetProductDependentFunctionsInterface(); product != nullptr)
+            product->GetProductDirectory(directory);
+        const auto path = std::filesystem::path(directory.str()) / mp::single_component::kScFileName;
+        auto table = std::make_shared<mp::single_component::sc_gas_table>();
+        std::string why;
+        const auto status = mp::single_component::read_sc_gas_file(path, *table, why);
+        if (status != mp::single_component::sc_file_status::ok) {
+            const std::string text = path.string() + ": " + mp::single_component::to_text(status) + " (" + why + ")";
+            return refuse(text.c_str());
+        }
+        auto& entries = std::get<kSingleComponentCache>(m_caches).entries;
+        auto it = entries.find(table->identifier);
+        if (it == entries.end()) {
+            auto substance = std::make_shared<C_single_component_gas_substance>();
+            if (!substance->init(std::move(table), m_host.get())) return refuse("the table is not usable");
+            it = entries.emplace(substance->identity(), std::move(substance)).first;
+        }
+        fluid_ptr medium = C_single_component_thermodynamics_VT::create(it->second);
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
 
 std::shared_ptr<C_obsolete_model_substance> C_medium_physics::obsolete_substance(const char16_t* identifier,
@@ -480,8 +516,24 @@ std::int32_t C_medium_physics::CreateCondensationObsoleteThermodynamics(const de
 }
 
 std::int32_t C_medium_physics::CreateSingleComponentThermodynamicsFromDescription(
-    const std::shared_ptr<IHostDescription>&, bool, fluid_ptr&) {
-    return unavailable("CreateSingleComponentThermodynamicsFromDescription");
+    const std::shared_ptr<IHostDescription>& gas, bool register_it, fluid_ptr& out) {
+    const auto refuse = [&](const char* why) {
+        MP_LOG(m_host.get(), mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): CreateSingleComponentThermodynamicsFromDescription: %s\n", why);
+        return MP_STATUS_FAILURE;
+    };
+    try {
+        const char* why = "";
+        const auto substance = cached_substance<kSingleComponentCache>(gas, why);
+        if (!substance) return refuse(why);
+        fluid_ptr medium = C_single_component_thermodynamics_VT::create(substance);
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
 
 // ---- lookup, droplets, description, settings ---------------------------------------------------
@@ -492,26 +544,6 @@ std::int32_t C_medium_physics::FindThermodynamics(const host_guid& identifier, f
     out = it->second;
     return MP_STATUS_OK;
 }
-
-namespace {
-
-// The droplet model around the host's droplet data (the model itself is not specified further).
-class C_droplet_model final : public IHostUnknown, public std::enable_shared_from_this<C_droplet_model> {
-public:
-    explicit C_droplet_model(std::shared_ptr<IHostDropletData> data) : m_data(std::move(data)) {}
-    std::int32_t query_interface(std::any& requested) override {
-        if (auto* p = std::any_cast<std::shared_ptr<IHostDropletData>>(&requested)) {
-            *p = m_data;
-            return MP_STATUS_OK;
-        }
-        return mp::hand_out<IHostUnknown>(weak_from_this().lock(), requested);
-    }
-
-private:
-    std::shared_ptr<IHostDropletData> m_data;
-};
-
-}  // namespace
 
 std::int32_t C_medium_physics::CreateDropletModel(const std::shared_ptr<IHostUnknown>& host,
                                                   std::shared_ptr<IHostUnknown>& out) {

@@ -24,6 +24,7 @@
 #include "framework/c_substance.h"
 #include "gas/c_gas_substance.h"
 #include "obsolete/c_obsolete_media.h"
+#include "single_component/c_single_component_gas_substance.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "medium_physics/i_medium_physics.h"
 
@@ -98,7 +99,7 @@ public:
                               substance_cache<C_unavailable_substance>,     // 11 C_combustible_substance_PT
                               substance_cache<C_hypersonic_gas_substance>,  // 12
                               substance_cache<C_obsolete_model_substance>,  // 13 obsolete models
-                              substance_cache<C_unavailable_substance>>;    // 14 single-component gas
+                              substance_cache<C_single_component_gas_substance>>;  // 14 single-component gas
 
     explicit C_medium_physics(std::shared_ptr<IHostObject> host);
     ~C_medium_physics() override;

@@ -1,7 +1,8 @@
 // What the ideal-gas and perfect-gas mixtures share: the substance arrays, the mixture rules
 // (R = 8.3144 sum(Y_i / M_i), cp = sum(Y_i cp_i), h = sum(Y_i h_i), mole-fraction averages of
 // viscosity and conductivity), the Newton iterations on temperature, the (p, T) and (p, rho)
-// operations and the stream record. The two media differ only in their substance (cp(T) table or
+// operations, the stream record, and the radiation of CO2 and H2O (radiation/c_wsgg_radiation.h).
+// The two media differ only in their substance (cp(T) table or
 // constant cp) and in their density-based operations.
 //
 // Newton iterations: the medium stores a relative tolerance (1e-05) and an iteration limit N (100);
@@ -18,6 +19,7 @@
 #include "framework/c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
 #include "factory/mp_log.h"
+#include "radiation/c_wsgg_radiation.h"
 
 namespace mp {
 
@@ -45,7 +47,7 @@ bool newton_on_T(double T_start, std::int64_t fail_step, double tol, Step&& step
 template <class Derived, class Substance>
 class C_gas_mixture : public I_write,
                       public C_thermodynamic_base,
-                      public C_no_radiation,
+                      public C_wsgg_radiation,
                       public C_generic_gas_operations,
                       public C_constant_gamma_closures,
                       public CHostAPIBaseClass<Derived>,
@@ -209,7 +211,18 @@ public:
         for (std::int32_t i = 0; i < m_count && m_grid == nullptr; ++i) m_grid = list[i]->some_table();
         for (std::int32_t i = 0; i < m_count && m_grid != nullptr; ++i)
             if (!list[i]->on_grid(*m_grid)) m_grid = nullptr;
+        // CO2 and H2O, whose gray gases the radiation operations answer.
+        find_absorbers(
+            m_count, [&](std::int32_t i) { return list[i]->name().to_utf8(); },
+            [&](std::int32_t i) { return list[i]->molar_mass(); });
         return true;
+    }
+
+    // ---- radiation ----
+    // The medium itself when it holds CO2 or H2O (it answers their gray gases), else nothing.
+    std::shared_ptr<FluidRadProp::I_radiation_properties> get_radiation_properties() const noexcept override {
+        if (!has_absorbers()) return {};
+        return std::const_pointer_cast<Derived>(this->weak_from_this().lock());
     }
 
 protected:
@@ -379,6 +392,11 @@ protected:
         *a = std::sqrt(*gamma * R * Ts);
         *mu = m / r;
         *lambda = l / r;
+    }
+
+    // X_i = (Y_i / M_i) / sum(Y_j / M_j), for the radiation operations.
+    double absorber_mole_fraction(const double* Y, std::int32_t i) const noexcept override {
+        return (Y[i] / m_flat[static_cast<std::size_t>(i)]->molar_mass()) / inverse_molar_mass(Y);
     }
 
     // Where T lies on the shared grid; without one, each table searches for itself.

@@ -13,7 +13,8 @@ std::int32_t C_ideal_gas_thermodynamics::query_interface(std::any& requested) {
     return mp::hand_out<IHostUnknown, FluidRadProp::IRadPropFunctionality, I_fluid_thermodynamics,
                         I_solver__fluid_thermodynamics_common, I_solver__thermodynamics_P_H,
                         I_solver__thermodynamics_Rho_E, I_fluid_ideal_gas, I_solver_membrane_model_support, I_write,
-                        I_identity, FluidRadProp::I_radiation_properties>(weak_from_this().lock(), requested);
+                        I_identity, FluidRadProp::I_radiation_properties, FluidRadProp::I_gray_gas_radiation>(
+        weak_from_this().lock(), requested);
 }
 
 void C_ideal_gas_thermodynamics::get_properties_p_H(double H, double p, const double* Y, double G2, double T0,

@@ -1,13 +1,7 @@
 #include "tables/chem_table_file.h"
 
-#include <zlib.h>
-
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
 #include <exception>
-#include <random>
-#include <system_error>
 #include <vector>
 
 #include "file_io/c_file_io/c_file_io.h"
@@ -20,68 +14,11 @@ using c_file_io::internal::seek_origin;
 
 namespace {
 
-// The checksum is computed over pieces of this size.
-constexpr std::size_t kChecksumPiece = std::size_t{1} << 20;
-
 CHostString host_path(const fs::path& p) { return CHostString(p.u16string()); }
 
-std::uint64_t stream_size(C_file_io& stream) {
-    const std::uint64_t here = stream.tell();
-    stream.seek(0, seek_origin::end);
-    const std::uint64_t size = stream.tell();
-    stream.seek(static_cast<std::int64_t>(here), seek_origin::begin);
-    return size;
-}
-
-// CRC-32 of the first `count` bytes of the stream; leaves the stream after them.
-std::uint32_t crc_of_prefix(C_file_io& stream, std::uint64_t count) {
-    stream.seek(0, seek_origin::begin);
-    std::vector<std::uint8_t> piece(static_cast<std::size_t>(std::min<std::uint64_t>(count, kChecksumPiece)));
-    uLong crc = crc32(0L, Z_NULL, 0);
-    for (std::uint64_t done = 0; done < count;) {
-        const auto n = static_cast<std::size_t>(std::min<std::uint64_t>(count - done, kChecksumPiece));
-        stream.read(piece.data(), n);
-        crc = crc32(crc, piece.data(), static_cast<uInt>(n));
-        done += n;
-    }
-    return static_cast<std::uint32_t>(crc);
-}
-
-struct trailer {
-    bool present = false;  // the stream ends in the marker
-    bool consistent = false;  // and the covered length ends where the trailer begins
-    std::uint64_t covered = 0;
-    std::uint32_t crc = 0;
-};
-
-// The trailer, when a stream of `size` bytes ends in the marker and has room for a trailer after
-// `earliest` bytes. A damaged covered length still counts as a trailer (an inconsistent one), so
-// that it cannot pass the file off as one without a checksum.
-trailer find_trailer(C_file_io& stream, std::uint64_t size, std::uint64_t earliest) {
-    trailer t;
-    if (size < earliest + kChemChecksumTrailerBytes) return t;
-    stream.seek(static_cast<std::int64_t>(size - kChemChecksumTrailerBytes), seek_origin::begin);
-    t.covered = stream.get<std::uint64_t>();
-    t.crc = stream.get<std::uint32_t>();
-    t.present = stream.get<std::int32_t>() == kChemChecksumMarker;
-    t.consistent = t.present && t.covered == size - kChemChecksumTrailerBytes;
-    return t;
-}
-
-// The ending of a temporary file name that no other process picks: fresh entropy on every call (an
-// engine seeded once would repeat its names in forked processes).
-std::string temporary_suffix() {
-    std::uint64_t bits = 0;
-    try {
-        std::random_device rd;
-        bits = (static_cast<std::uint64_t>(rd()) << 32) ^ rd();
-    } catch (const std::exception&) {
-        bits = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
-    }
-    char text[32];
-    std::snprintf(text, sizeof text, ".%016llx.tmp", static_cast<unsigned long long>(bits));
-    return text;
-}
+using mp::tables::checksum_trailer;
+using mp::tables::crc_of_prefix;
+using mp::tables::stream_size;
 
 }  // namespace
 
@@ -137,7 +74,8 @@ chem_file_report read_chem_table(C_file_io& stream, C_3d_Chem_property& table, c
                 check_end = stream.tell();
             }
             if (report.status == chem_file_status::ok) {
-                const trailer t = find_trailer(stream, report.file_bytes, std::max(report.table_bytes, check_end));
+                const checksum_trailer t = mp::tables::find_checksum_trailer(stream, report.file_bytes,
+                                                                             std::max(report.table_bytes, check_end));
                 if (t.present) {
                     report.stored_crc = t.crc;
                     const bool matches = t.consistent && crc_of_prefix(stream, t.covered) == t.crc;
@@ -185,56 +123,13 @@ chem_file_report read_chem_table_file(const fs::path& path, C_3d_Chem_property& 
 
 bool write_chem_table_file(const fs::path& path, const C_3d_Chem_property& table, const IChemSubstanceCheck& check,
                            std::string* why) {
-    fs::path temporary;
-    try {
-        temporary = path;
-        temporary += temporary_suffix();
-        {
-            C_file_io stream;
-            stream.open(host_path(temporary), CHostString(u"wb"));
+    return mp::tables::write_checksummed_file(
+        path,
+        [&](C_file_io& stream) {
             table.write(stream);
             check.write_check_record(stream);
-            stream.close();  // flushes; a full disk fails here at the latest
-        }
-        {
-            // Read back what reached the file, then append the trailer that covers it.
-            C_file_io stream;
-            stream.open(host_path(temporary), CHostString(u"rwb"));
-            const std::uint64_t covered = stream_size(stream);
-            const std::uint32_t crc = crc_of_prefix(stream, covered);
-            stream.seek(0, seek_origin::end);
-            stream.put(covered);
-            stream.put(crc);
-            stream.put(kChemChecksumMarker);
-            stream.close();
-        }
-        std::error_code ec;
-        fs::rename(temporary, path, ec);
-        if (ec) {
-            // Where renaming over an existing file is refused, remove it and rename once more; a
-            // complete file another process renames into place meanwhile stays.
-            std::error_code ignored;
-            fs::remove(path, ignored);
-            ec.clear();
-            fs::rename(temporary, path, ec);
-        }
-        if (ec) throw fs::filesystem_error("cannot rename the written table file", temporary, path, ec);
-        return true;
-    } catch (const std::exception& e) {
-        if (why != nullptr) {
-            try {
-                *why = e.what();
-            } catch (...) {
-            }
-        }
-    } catch (...) {
-        if (why != nullptr) why->clear();
-    }
-    if (!temporary.empty()) {
-        std::error_code ignored;
-        fs::remove(temporary, ignored);
-    }
-    return false;
+        },
+        why);
 }
 
 // ---- restore -----------------------------------------------------------------------------------

@@ -25,6 +25,7 @@
 #include <string>
 
 #include "tables/c_3d_property.h"
+#include "tables/checksummed_file.h"
 #include "medium_physics/host_guid.h"
 
 class C_file_io;
@@ -32,9 +33,6 @@ class IHostMessageSink;
 
 // Free space a volume must have before a table file is written on it (100 MiB).
 inline constexpr std::uint64_t kChemTableFreeBytes = 104857600;
-// Last four bytes of a file that carries a checksum trailer ("MPC1" in file order).
-inline constexpr std::int32_t kChemChecksumMarker = 0x3143504D;
-inline constexpr std::uint64_t kChemChecksumTrailerBytes = 16;
 
 // Computes a chemistry table (the equilibrium composition over the grid).
 class IChemPropertyGenerator {

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <ostream>
+#include <string>
 
 #include "factory/c_medium_physics.h"
 #include "medium_physics/standalone_host.h"
@@ -16,7 +17,7 @@ enum class sound { none, ideal_gas, liquid, barotropic, real_gas };
 
 struct medium_case {
     const char* name;
-    const char* file;       // under data/materials
+    const char* file;       // under data/materials (several: separated by commas)
     double T_low, T_high;   // K, the range the identities are checked over
     double p;               // Pa
     sound speed;            // ideal_gas: p = rho R T and its isentrope; liquid: a^-2 from rho(p, T) and cp;
@@ -60,6 +61,8 @@ const medium_case kCases[] = {
     {"R134a-two-phase", "real_gas_media.json", 272.0, 440.0, 1e6, sound::real_gas, 1e-2,
      "as CO2-real; the rows cross the saturation temperature (317 K at 1 MPa on this cubic), none lies on it; "
      "below the table (269 K) the low-temperature extension's liquid is incompressible"},
+    {"CO2-gas", "real_gases.json,single_component.json", 240.0, 495.0, 5e5, sound::none, 2e-3,
+     "a (v, T) table: cp holds the equation of state's values on the nodes, h is interpolated between them"},
 };
 
 // What gtest prints for a row (a skipped or failed case names its medium, not its bytes).

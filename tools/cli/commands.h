@@ -34,6 +34,8 @@ command register_saturation(CLI::App& app, shared_options& shared);
 command register_eos(CLI::App& app, shared_options& shared);
 command register_rgtable(CLI::App& app, shared_options& shared);
 command register_chemtable(CLI::App& app, shared_options& shared);
+command register_radiation(CLI::App& app, shared_options& shared);
+command register_sctable(CLI::App& app, shared_options& shared);
 
 // ---- props of equilibrium air (props_equilibrium_air.cpp), a part of 'props' -------------------------
 
