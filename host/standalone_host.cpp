@@ -73,8 +73,10 @@ std::int64_t required_integer(const nlohmann::json& m, const char* key) {
     return it->get<std::int64_t>();
 }
 
-// {"constant": number, "table": {"T": [...], "value": [...]}}, the table optional.
-void check_property(const nlohmann::json& m, const char* key, bool required) {
+// {"constant": number, "table": {"T": [...], "value": [...]}}, the table optional. Temperatures
+// increase strictly, except where `any_order` (the density points of an incompressible liquid,
+// which the library fits by least squares whatever their order).
+void check_property(const nlohmann::json& m, const char* key, bool required, bool any_order = false) {
     const auto it = m.find(key);
     if (it == m.end()) {
         if (required) throw std::runtime_error(std::string("missing property \"") + key + "\"");
@@ -93,7 +95,7 @@ void check_property(const nlohmann::json& m, const char* key, bool required) {
     if (T->size() != v->size()) throw std::runtime_error(where + "\"T\" and \"value\" differ in length");
     for (std::size_t i = 0; i < T->size(); ++i) {
         if (!(*T)[i].is_number() || !(*v)[i].is_number()) throw std::runtime_error(where + "table entries must be numbers");
-        if (i > 0 && !((*T)[i].get<double>() > (*T)[i - 1].get<double>()))
+        if (!any_order && i > 0 && !((*T)[i].get<double>() > (*T)[i - 1].get<double>()))
             throw std::runtime_error(where + "temperatures must increase strictly");
     }
 }
@@ -332,7 +334,8 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
         check_property(m, "first_parameter", false);
     }
     if (d->is_liquid()) {
-        for (const char* key : {"cp", "viscosity", "conductivity", "density"}) check_property(m, key, true);
+        for (const char* key : {"cp", "viscosity", "conductivity"}) check_property(m, key, true);
+        check_property(m, "density", true, d->m_kind != "compressible_liquid");
         for (const char* key : {"scalar_a", "reference_temperature", "reference_pressure"}) required_number(m, key);
     }
     if (d->m_kind == "compressible_liquid") {

@@ -58,10 +58,16 @@ else
     echo "(skipped: no built-in material \"blood\" in this build's data directory)"
 fi
 
-step "10. The saturation line of CO2 from the cubic equation of state (Soave temperature function)"
+step "10. A water-based drilling mud (Herschel-Bulkley, yield stress 5.6 Pa) at 120 F: its viscosity grows without bound as the shear rate falls"
+"$cli" viscosity drilling-mud --T 322 --shear 0.1:1000:2 --log
+
+step "11. The saturation line of CO2 from the cubic equation of state (Soave temperature function)"
 "$cli" saturation CO2 --T 220:300:20
 
-step "11. Air behind a strong shock: chemical equilibrium at 8000 K and 0.01 kg/m3, engine beside the tables"
+step "12. Air behind a strong shock: chemical equilibrium at 8000 K and 0.01 kg/m3, engine beside the tables"
 "$cli" props equilibrium-air --rho 0.01 --T 8000
+
+step "13. A wind-tunnel stream at 50 K and 1 atm: below the engine's species data the tables answer alone (frozen air)"
+"$cli" props equilibrium-air --p 101325 --T 50
 
 step "Files are in $out"

@@ -4,6 +4,7 @@
 #include <initializer_list>
 
 #include "factory/mp_log.h"
+#include "framework/c_thermodynamic_base.h"
 #include "file_io/c_file_io/c_file_io.h"
 
 namespace {
@@ -58,7 +59,11 @@ bool C_ideal_gas_substance::read(C_file_io& stream) {
     if (!read_base(stream)) return false;
     m_M = stream.get<double>();
     m_gamma = stream.get<double>();
-    return m_cp.read(stream) && m_mu.read(stream) && m_lambda.read(stream);
+    if (!m_cp.read(stream) || !m_mu.read(stream) || !m_lambda.read(stream)) return false;
+    // A record may carry the cp table without its integral: h comes from the integral, so it is
+    // prepared here and the substance answers what a fresh one answers.
+    if (!m_cp.has_integral()) m_cp.prepare_integral();
+    return true;
 }
 
 bool C_perfect_gas_substance::init(I_gas_description& description, IHostMessageSink* sink) {
@@ -66,6 +71,16 @@ bool C_perfect_gas_substance::init(I_gas_description& description, IHostMessageS
     host_property p;
     description.get_cp(p);
     m_cp = p.constant;
+    // The perfect gas uses the constant of cp; a table is not read. gamma = cp / (cp - R) needs cp
+    // above the gas constant.
+    const double R = thermo::kUniversalGasConstant / m_M;
+    if (!(m_cp > R) || !std::isfinite(m_cp)) {
+        MP_LOG(sink, mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): %s: a perfect gas needs a constant cp above its gas constant "
+               "R = %g J/(kg K); its constant is %g%s\n",
+               name().to_utf8().c_str(), R, m_cp, p.T.size() > 0 ? " (the cp table is not used)" : "");
+        return false;
+    }
     return true;
 }
 

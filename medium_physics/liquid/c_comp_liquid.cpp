@@ -175,6 +175,7 @@ bool C_compressible_liquid_substance::read(C_file_io& stream) {
     for (c_1d_param* p : {&m_cp, &m_viscosity, &m_conductivity, &m_density, &m_tait_b, &m_tait_c, &m_tait_n,
                           &m_viscosity_pressure_coefficient})
         if (!p->read(stream)) return false;
+    if (!m_cp.has_integral()) m_cp.prepare_integral();  // h is cp's integral (a record may lack it)
     m_density_reference_pressure = stream.get<double>();
     m_density_law = stream.get<std::int32_t>();
     m_scalar_a = stream.get<double>();

@@ -12,10 +12,42 @@
 namespace {
 constexpr double kR = thermo::kUniversalGasConstant;
 constexpr double kCl2 = C_incompressible_liquid_substance::kLiquidSoundSpeed * C_incompressible_liquid_substance::kLiquidSoundSpeed;
+// The density as points in any order: each finite with rho above 0 (the fit takes -ln rho);
+// `density` holds them sorted by T (repeated temperatures side by side), which is what a
+// one-point lookup and the record need.
+bool density_from_points(const host_property& p, c_1d_param& density, const CHostString& name, IHostMessageSink* sink) {
+    const std::int32_t n = p.T.size();
+    if (n == 0) {
+        density.set_constant(p.constant);
+        return true;
+    }
+    bool ok = p.value.size() >= n;
+    for (std::int32_t i = 0; ok && i < n; ++i)
+        ok = std::isfinite(p.T[i]) && std::isfinite(p.value[i]) && p.value[i] > 0.0;
+    if (!ok) {
+        MP_LOG(sink, mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): %s: the density points need a finite temperature and a finite density "
+               "above 0 each\n",
+               name.to_utf8().c_str());
+        return false;
+    }
+    std::vector<std::pair<double, double>> points;
+    for (std::int32_t i = 0; i < n; ++i) points.emplace_back(p.T[i], p.value[i]);
+    std::stable_sort(points.begin(), points.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<double> T, rho;
+    for (const auto& [t, r] : points) {
+        T.push_back(t);
+        rho.push_back(r);
+    }
+    density.set_table(p.constant, T, rho);
+    return true;
+}
+
 }  // namespace
 
 bool read_liquid_properties(I_liquid_description& d, const CHostString& name, IHostMessageSink* sink, c_1d_param& cp,
-                            c_1d_param& viscosity, c_1d_param& conductivity, c_1d_param& density) {
+                            c_1d_param& viscosity, c_1d_param& conductivity, c_1d_param& density,
+                            host_property* density_points) {
     const std::pair<void (I_liquid_description::*)(host_property&), std::pair<c_1d_param*, const char*>> parts[] = {
         {&I_liquid_description::get_cp, {&cp, "cp"}},
         {&I_liquid_description::get_viscosity, {&viscosity, "viscosity"}},
@@ -25,7 +57,12 @@ bool read_liquid_properties(I_liquid_description& d, const CHostString& name, IH
     for (const auto& [get, into] : parts) {
         host_property p;
         (d.*get)(p);
-        if (!param_from_host(p, *into.first, name, into.second, sink)) return false;
+        if (into.first == &density && density_points != nullptr) {
+            if (!density_from_points(p, density, name, sink)) return false;
+            *density_points = std::move(p);
+        } else if (!param_from_host(p, *into.first, name, into.second, sink)) {
+            return false;
+        }
     }
     cp.prepare_integral();  // the enthalpy is its integral
     return true;
@@ -33,18 +70,19 @@ bool read_liquid_properties(I_liquid_description& d, const CHostString& name, IH
 
 bool C_incompressible_liquid_substance::init(I_liquid_description& d, IHostMessageSink* sink) {
     if (!init_from_description(d, sink)) return false;
-    if (!read_liquid_properties(d, name(), sink, m_cp, m_viscosity, m_conductivity, m_density)) return false;
+    host_property entered;
+    if (!read_liquid_properties(d, name(), sink, m_cp, m_viscosity, m_conductivity, m_density, &entered)) return false;
     m_scalar_a = d.get_scalar_a();
     m_reference_temperature = d.get_reference_temperature();
     m_reference_pressure = d.get_reference_pressure();
 
-    // The entered density points, kept as they are.
+    // The entered density points, kept as they were entered.
     m_density_point_count = m_density.size();
     const auto n = static_cast<std::size_t>(m_density_point_count);
     if (n > 0) {
         if (!m_density_T.allocate(n) || !m_density_values.allocate(n)) return false;
-        std::memcpy(m_density_T.data(), m_density.temperatures(), n * sizeof(double));
-        std::memcpy(m_density_values.data(), m_density.values(), n * sizeof(double));
+        std::copy(entered.T.begin(), entered.T.begin() + m_density_point_count, m_density_T.data());
+        std::copy(entered.value.begin(), entered.value.begin() + m_density_point_count, m_density_values.data());
     }
     if (!build_volume_tables(sink)) return false;
     set_pressure_correction(true);
@@ -71,34 +109,46 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
 
     if (n == 2) {
         if (T[0] == T[1]) {
-            // Nothing to fit: the volume tables keep what they held.
             MP_LOG(sink, mp::line_kind::error,
-                   "ERROR: MediumPhysics: %s(%d): %s: the two density points share one temperature; the volume "
-                   "tables stay empty\n",
-                   name().to_utf8().c_str());
-        } else {
-            // v linear in T through the two points
-            const double a = (1.0 / rho[0] - 1.0 / rho[1]) / (T[0] - T[1]);
-            const double b = 1.0 / rho[1] - a * T[1];
-            for (std::size_t j = 0; j < N; ++j) {
-                m_volume_T[j] = grid(j);
-                m_volume_v[j] = a * m_volume_T[j] + b;
-                m_volume_dv[j] = a;
-                m_volume_d2v[j] = 0.0;
-            }
+                   "ERROR: MediumPhysics: %s(%d): %s: both density points are at %g K: the linear volume law needs "
+                   "two temperatures; the liquid is refused\n",
+                   name().to_utf8().c_str(), T[0]);
+            return false;
+        }
+        // v linear in T through the two points
+        const double a = (1.0 / rho[0] - 1.0 / rho[1]) / (T[0] - T[1]);
+        const double b = 1.0 / rho[1] - a * T[1];
+        for (std::size_t j = 0; j < N; ++j) {
+            m_volume_T[j] = grid(j);
+            m_volume_v[j] = a * m_volume_T[j] + b;
+            m_volume_dv[j] = a;
+            m_volume_d2v[j] = 0.0;
         }
     } else {
-        // Least squares of y = -ln(rho) = c2 T^2 + c1 T + c0: normal equations M c = r.
+        // Least squares of y = -ln(rho) by a parabola, in the scaled temperature
+        // x = (T - T_mid) / T_half over the extreme temperatures, so that the normal equations are
+        // as well conditioned for points 1 K apart at 300 K as for a table over 100 K:
+        // y = c2 x^2 + c1 x + c0, normal equations M c = r from the sums of x^k and y x^k.
+        const double T_mid = 0.5 * (T_min + T_max);
+        const double T_half = 0.5 * (T_max - T_min);
+        if (T_max - T_min < kMinimumRelativeSpread * std::fabs(T_max) && T_max > T_min) {
+            MP_LOG(sink, mp::line_kind::error,
+                   "ERROR: MediumPhysics: %s(%d): %s: the %d density points span only %g K at %g K, too close to "
+                   "tell the density's slope; the liquid is refused\n",
+                   name().to_utf8().c_str(), static_cast<int>(n), T_max - T_min, T_mid);
+            return false;
+        }
+        const auto scaled = [&](double t) { return T_half > 0.0 ? (t - T_mid) / T_half : 0.0; };
         double S[5] = {0, 0, 0, 0, 0};
         double r[3] = {0, 0, 0};
         for (std::int32_t i = 0; i < n; ++i) {
-            const double t = T[i];
+            const double x = scaled(T[i]);
             const double y = -std::log(rho[i]);
-            double tk = 1.0;
+            double xk = 1.0;
             for (int k = 0; k < 5; ++k) {
-                S[k] += tk;
-                if (k < 3) r[k] += y * tk;
-                tk *= t;
+                S[k] += xk;
+                if (k < 3) r[k] += y * xk;
+                xk *= x;
             }
         }
         // Rows for (c2, c1, c0).
@@ -112,10 +162,21 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
             largest = std::max(largest, std::fabs(x));
         }
         if (largest == 0.0 || std::fabs(det) / largest < kSingularRatio) {
-            MP_LOG(sink, mp::line_kind::error,
-                   "ERROR: MediumPhysics: %s(%d): %s: the density points do not determine a fit (all at one "
-                   "temperature?); the liquid is refused\n",
-                   name().to_utf8().c_str());
+            // Only one or two distinct temperatures: say which.
+            std::vector<double> distinct(T, T + n);
+            std::sort(distinct.begin(), distinct.end());
+            distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+            if (distinct.size() == 1)
+                MP_LOG(sink, mp::line_kind::error,
+                       "ERROR: MediumPhysics: %s(%d): %s: all %d density points are at %g K: the density fit needs "
+                       "points at three temperatures (or two points at two); the liquid is refused\n",
+                       name().to_utf8().c_str(), static_cast<int>(n), distinct[0]);
+            else
+                MP_LOG(sink, mp::line_kind::error,
+                       "ERROR: MediumPhysics: %s(%d): %s: the %d density points lie at only two temperatures, %g and "
+                       "%g K: the parabola of the density fit needs three (or give two points); the liquid is "
+                       "refused\n",
+                       name().to_utf8().c_str(), static_cast<int>(n), distinct.front(), distinct.back());
             return false;
         }
         // The explicit inverse: cofactors over the determinant.
@@ -133,14 +194,17 @@ bool C_incompressible_liquid_substance::build_volume_tables(IHostMessageSink* si
         double c[3];
         for (int i = 0; i < 3; ++i) c[i] = inv[i][0] * rhs[0] + inv[i][1] * rhs[1] + inv[i][2] * rhs[2];
         const double c2 = c[0], c1 = c[1], c0 = c[2];
+        // v = 1 / rho = exp(y); with g = dy/dT = (dy/dx) / T_half: dv/dT = g v and
+        // d2v/dT2 = (g^2 + d2y/dT2) v = (g^2 + 2 c2 / T_half^2) v.
         for (std::size_t j = 0; j < N; ++j) {
             const double t = grid(j);
-            const double v = std::exp(c2 * t * t + c1 * t + c0);
-            const double g = 2.0 * c2 * t + c1;
+            const double x = scaled(t);
+            const double v = std::exp(c2 * x * x + c1 * x + c0);
+            const double g = (2.0 * c2 * x + c1) / T_half;
             m_volume_T[j] = t;
             m_volume_v[j] = v;
             m_volume_dv[j] = g * v;
-            m_volume_d2v[j] = (g * g + 2.0 * c2) * v;
+            m_volume_d2v[j] = (g * g + 2.0 * c2 / (T_half * T_half)) * v;
         }
     }
     const auto count = static_cast<std::int32_t>(N);
@@ -260,6 +324,7 @@ bool C_incompressible_liquid_substance::read(C_file_io& stream) {
     if (!read_base(stream)) return false;
     for (c_1d_param* p : {&m_cp, &m_viscosity, &m_conductivity, &m_density, &m_volume, &m_dvolume_dT, &m_d2volume_dT2})
         if (!p->read(stream)) return false;
+    if (!m_cp.has_integral()) m_cp.prepare_integral();  // h is cp's integral (a record may lack it)
     m_density_point_count = stream.get<std::int32_t>();
     if (m_density_point_count < 0) return false;
     if (m_density_point_count != 0) {

@@ -23,8 +23,12 @@
 
 // Reads the four properties every liquid component has (cp, viscosity, conductivity, density)
 // from its description, cp with its integral prepared. False, with a log line, for an unusable table.
+// With `density_points` the density is a set of (T, rho) points in any order (repeats allowed, each
+// finite and rho above 0), returned there as entered and held in `density` sorted by T; without, it
+// is a table like the others (T strictly increasing).
 bool read_liquid_properties(I_liquid_description& description, const CHostString& name, IHostMessageSink* sink,
-                            c_1d_param& cp, c_1d_param& viscosity, c_1d_param& conductivity, c_1d_param& density);
+                            c_1d_param& cp, c_1d_param& viscosity, c_1d_param& conductivity, c_1d_param& density,
+                            host_property* density_points = nullptr);
 
 // The gas dissolved in a liquid: the components of its gas description (one, in practice).
 using gas_components = host_shared_array<std::shared_ptr<C_ideal_gas_substance>>;
@@ -77,15 +81,22 @@ public:
     static constexpr double kOnePointTemperature = 293.0;
     // Points of the derived volume tables.
     static constexpr std::int32_t kVolumeTableSize = 100;
-    // The density fit's normal matrix counts as singular below this ratio of |det| to its largest product.
+    // The density fit's normal matrix (in the scaled temperature of the fit) counts as singular
+    // below this ratio of |det| to its largest product.
     static constexpr double kSingularRatio = 1e-14;
+    // Density points spread over less than this share of their temperature are one temperature
+    // for the fit: the rounding of the temperatures themselves would be a sizeable part of it.
+    static constexpr double kMinimumRelativeSpread = 1e-6;
 
     C_incompressible_liquid_substance() = default;
     ~C_incompressible_liquid_substance() override = default;
 
     // Reads identifier, name, cp, viscosity, conductivity, density and the three scalars, then
-    // builds the volume tables. False, with a log line, when the description cannot make a liquid
-    // (bad identifier, unusable table, a density fit whose normal matrix is singular).
+    // builds the volume tables. The density points may come in any order: the fit runs over all of
+    // them between the extreme temperatures. False, with a log line saying what is wrong, when the
+    // description cannot make a liquid (bad identifier, unusable table, density points that do
+    // not determine their fit: two points at one temperature, three or more at fewer than three
+    // temperatures).
     bool init(I_liquid_description& description, IHostMessageSink* sink);
 
     // ---- the 16 operations ----

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "file_io/c_file_io/c_file_io.h"
 
@@ -70,16 +71,21 @@ void c_1d_param::set_constant(double v) {
     m_n = 0;
 }
 
-void c_1d_param::set_table(double v, const std::vector<double>& temperatures, const std::vector<double>& values) {
+bool c_1d_param::set_table(double v, const std::vector<double>& temperatures, const std::vector<double>& values) {
     release();
     m_constant = v;
+    m_n = 0;
+    if (values.size() < temperatures.size() ||
+        temperatures.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
+        return false;
     m_n = static_cast<std::int32_t>(temperatures.size());
     if (m_n > 0) {
         const auto n = static_cast<std::size_t>(m_n);
         copy_into(m_T, temperatures.data(), n);
-        copy_into(m_value, values.data(), std::min(n, values.size()));
+        copy_into(m_value, values.data(), n);
         detect_uniform_grid();
     }
+    return true;
 }
 
 void c_1d_param::set_table(std::int32_t n, const double* temperatures, const double* values) {

@@ -67,9 +67,10 @@ public:
 
     // Constant v, no table.
     void set_constant(double v);
-    // Constant v and the table (temperatures[i], values[i]); values must hold at least as many
-    // entries as temperatures. The integral is not prepared.
-    void set_table(double v, const std::vector<double>& temperatures, const std::vector<double>& values);
+    // Constant v and the table (temperatures[i], values[i]). The integral is not prepared. With fewer
+    // values than temperatures there is no table to make: the parameter becomes the constant v
+    // (no points) and the answer is false.
+    bool set_table(double v, const std::vector<double>& temperatures, const std::vector<double>& values);
     // Constant 0 and a table of n points from raw arrays.
     void set_table(std::int32_t n, const double* temperatures, const double* values);
     // Builds the slopes and the cumulative integral; call after setting a table.

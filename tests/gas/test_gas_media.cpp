@@ -377,6 +377,67 @@ TEST_F(gas_fixture, FactoryRefusesDescriptionsThatAreNoGases) {
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(description_array(101), true, out), MP_STATUS_FAILURE);
 }
 
+// A gas record whose cp table carries no integral (a stream from another writer) loads into a
+// substance that answers what a fresh one answers: its integral is prepared on reading.
+TEST_F(gas_fixture, AGasRecordWithoutTheIntegralAnswersLikeAFreshOne) {
+    make<P_H>("N2");
+    host_guid id;
+    guid_utils::BuildGUIDFromString(CHostString::from_utf8(library.find_material("N2")->identifier_utf8()), id);
+    const auto& fresh = *dynamic_cast<C_medium_physics&>(*factory).find_substance<C_medium_physics::kIdealGasCache>(id);
+    // The record by hand: version, common record, M, gamma, cp without its integral, mu, lambda.
+    C_file_io out;
+    out.open_memory();
+    out.put<std::uint8_t>(0);
+    out.put<std::uint8_t>(0);
+    out.write_guid(id);
+    out.write_string(CHostString(u"N2"));
+    out.put(kMN2);
+    out.put(1.4);
+    c_1d_param cp;
+    ASSERT_TRUE(cp.set_table(0.0, {300.0, 1300.0}, {1000.0, 1300.0}));
+    cp.write(out);
+    c_1d_param mu, lambda;
+    mu.set_constant(1.8e-5);
+    lambda.set_constant(0.026);
+    mu.write(out);
+    lambda.write(out);
+    C_ideal_gas_substance loaded;
+    C_file_io in;
+    in.open_memory(out.memory_bytes());
+    ASSERT_TRUE(loaded.read(in));
+    for (const double T : {200.0, 300.0, 812.5, 1300.0, 2000.0}) {
+        EXPECT_EQ(loaded.h(T), fresh.h(T)) << T;
+        EXPECT_GT(loaded.h(T), 0.0) << T;
+    }
+}
+
+// A perfect gas takes the constant of cp; one whose constant is not above its gas constant (a cp
+// table and no constant, say) gives no gas: status 3 and an ERROR line naming it.
+TEST(PerfectGas, ACpTableWithoutAConstantIsRefused) {
+    std::shared_ptr<I_medium_physics> factory;
+    ASSERT_EQ(create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()), MP_STATUS_OK);
+    standalone_host::material_library library;
+    library.add_text(R"({"materials": [
+      {"name": "tabled", "identifier": "A0000000-0000-4000-8000-000000000011", "kind": "perfect_gas",
+       "molar_mass": 0.028965, "gamma": 1.4, "cp": {"constant": 0, "table": {"T": [300, 1000], "value": [1005, 1140]}},
+       "viscosity": {"constant": 1.8e-5}, "conductivity": {"constant": 0.026}},
+      {"name": "below-R", "identifier": "A0000000-0000-4000-8000-000000000012", "kind": "perfect_gas",
+       "molar_mass": 0.028965, "gamma": 1.4, "cp": {"constant": 250},
+       "viscosity": {"constant": 1.8e-5}, "conductivity": {"constant": 0.026}}]})",
+                     "perfect");
+    for (const char* name : {"tabled", "below-R"}) {
+        standalone_host::log_capture cap;
+        fluid_ptr medium;
+        EXPECT_EQ(standalone_host::create_medium(*factory, library, *library.find_medium(name), true, medium),
+                  MP_STATUS_FAILURE)
+            << name;
+        EXPECT_EQ(cap.count(std::string("ERROR: MediumPhysics: medium_physics/gas/c_gas_substance.cpp(")), 1u) << name;
+        EXPECT_EQ(
+            cap.count(std::string(name) + ": a perfect gas needs a constant cp above its gas constant R = 287.05"), 1u)
+            << name;
+    }
+}
+
 TEST(BuiltInGases, CombustionProductsAgainstJanafTables) {
     // Mixture values built by hand from the JANAF tables (Chase 1998): cp in J/(mol K) and
     // H(T) - H(298.15 K) in kJ/mol of N2, O2, CO2, H2O and Ar, over the molar masses.

@@ -396,3 +396,37 @@ TEST(ComplexLiquidData, WaterTaitDensityAgainstUnesco1980) {
 TEST(ComplexLiquidData, WaterViscosityPressureCoefficientIsZero) {
     EXPECT_EQ(at(material("water-compressible").at("viscosity_pressure_coefficient"), 293.15), 0.0);
 }
+
+// ---- drilling mud --------------------------------------------------------------------------------
+
+// The Herschel-Bulkley parameters by the field formulas (Guo and Liu 2011, eqs. 2.12-2.14) from the
+// Fann 35 readings theta3 = 12, theta6 = 13, theta300 = 43, theta600 = 67 of the Dowell worksheet,
+// in SI with 1 dial unit = 0.5107 Pa: tau_y = 11 dial units, n = 3.322 log10(56/32), K = 32 / 511^n.
+// The library's law, asked at the R1B1 shear rates 1.7023 x rpm, gives the dial readings back:
+// the 600 rpm one within 0.5 % (n is fitted to it, at 511 rather than 510.7 1/s), 300 rpm within
+// 0.1 %, and 3 rpm within 2 % (the field formula puts tau_y below theta3 by the power term).
+TEST(ComplexLiquidData, DrillingMudHerschelBulkleyFromTheFannReadings) {
+    const auto& m = material("drilling-mud");
+    const auto& law = m.at("viscosity_law");
+    ASSERT_EQ(law.at("type"), "herschel_bulkley");
+    constexpr double kDialPa = 0.5107;
+    const double tau_y = (2 * 12 - 13) * kDialPa;
+    const double n = 3.322 * std::log10((67.0 - 11.0) / (43.0 - 11.0));
+    const double K = (43.0 - 11.0) / std::pow(511.0, n) * kDialPa;
+    const double T = m.at("reference_temperature").get<double>();
+    expect_relative(at(law.at("yield_stress"), T), tau_y, 1e-5, "yield stress");
+    expect_relative(law.at("power_index").get<double>(), n, 1e-5, "power index");
+    expect_relative(at(law.at("consistency"), T), K, 1e-5, "consistency");
+    const auto lib = library_law("drilling-mud");
+    ASSERT_NE(lib, nullptr);
+    const std::pair<double, double> readings[] = {{600.0, 67.0}, {300.0, 43.0}, {3.0, 12.0}};
+    const double tolerance[] = {0.005, 0.001, 0.02};
+    for (std::size_t i = 0; i < std::size(readings); ++i) {
+        const auto [rpm, dial] = readings[i];
+        const double g = 1.7023 * rpm;
+        expect_relative(lib->viscosity(101325.0, T, g) * g / kDialPa, dial, tolerance[i],
+                        "drilling mud at " + std::to_string(rpm) + " rpm");
+    }
+    // The Newtonian viscosity is the Bingham plastic viscosity theta600 - theta300 = 24 cP.
+    EXPECT_DOUBLE_EQ(at(m.at("viscosity"), T), 0.024);
+}

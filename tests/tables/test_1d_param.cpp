@@ -190,3 +190,18 @@ TEST(Param1d, ReaderRefusesBadRecords) {
     EXPECT_THROW(q.read(c), c_RQ_io_error);
     EXPECT_EQ(q.size(), 0);
 }
+
+// Fewer values than temperatures make no table: the parameter is the constant, nothing is read
+// past the values (AddressSanitizer watches), and the caller learns it.
+TEST(Param1d, ATableWithTooFewValuesIsRefused) {
+    c_1d_param p;
+    ASSERT_TRUE(p.set_table(7.0, {300.0, 400.0}, {1.0, 2.0}));
+    EXPECT_FALSE(p.set_table(5.0, {300.0, 400.0, 500.0}, {1.0, 2.0}));
+    EXPECT_EQ(p.size(), 0);
+    EXPECT_EQ(p.value(450.0), 5.0);
+    p.prepare_integral();
+    EXPECT_EQ(p.integral(10.0), 50.0);
+    // More values than temperatures: the first ones count.
+    EXPECT_TRUE(p.set_table(0.0, {300.0, 400.0}, {1.0, 2.0, 99.0}));
+    EXPECT_EQ(p.value(400.0), 2.0);
+}
