@@ -70,4 +70,7 @@ step "12. Air behind a strong shock: chemical equilibrium at 8000 K and 0.01 kg/
 step "13. A wind-tunnel stream at 50 K and 1 atm: below the engine's species data the tables answer alone (frozen air)"
 "$cli" props equilibrium-air --p 101325 --T 50
 
+step "14. Methane-air flames at 1 atm from reactants at 298.15 K: the adiabatic flame temperature from phi = 0.6 to 1.6"
+"$cli" flame methane --phi 0.6:1.6:0.1 --p 101325 --T0 298.15
+
 step "Files are in $out"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 
@@ -36,6 +37,32 @@ bool stream::add(const char* species, double moles) noexcept {
     parts[count].moles = moles;
     ++count;
     return true;
+}
+
+bool parse_stream(const char* text, stream& out) noexcept {
+    out = stream{};
+    if (text == nullptr || *text == '\0') return false;
+    const char* c = text;
+    while (*c != '\0') {
+        char name[kNameSize] = {};
+        std::size_t n = 0;
+        while (*c != '\0' && *c != ':' && *c != ',') {
+            if (n + 1 >= static_cast<std::size_t>(kNameSize)) return false;
+            name[n++] = *c++;
+        }
+        double moles = 1.0;
+        if (*c == ':') {
+            ++c;
+            char* end = nullptr;
+            moles = std::strtod(c, &end);
+            if (end == c) return false;
+            c = end;
+        }
+        if (*c == ',') ++c;
+        else if (*c != '\0') return false;
+        if (!out.add(name, moles)) return false;
+    }
+    return out.count > 0;
 }
 
 stream air() noexcept {

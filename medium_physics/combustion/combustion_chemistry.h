@@ -59,6 +59,10 @@ struct stream {
 
 // 21 % O2 and 79 % N2 by mole.
 stream air() noexcept;
+// A stream from its text, species by mole: "CH4", "O2:0.21,N2:0.79" (a species without an amount
+// counts 1). False on a malformed text, an amount that is not finite and positive, or more than
+// kMaxStreamParts species; the species names are checked by chemistry::set_up.
+bool parse_stream(const char* text, stream& out) noexcept;
 
 // Why set_up refused its streams.
 enum class chemistry_error : std::int32_t {

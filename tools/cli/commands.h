@@ -34,6 +34,7 @@ command register_saturation(CLI::App& app, shared_options& shared);
 command register_eos(CLI::App& app, shared_options& shared);
 command register_rgtable(CLI::App& app, shared_options& shared);
 command register_chemtable(CLI::App& app, shared_options& shared);
+command register_flame(CLI::App& app, shared_options& shared);
 
 // ---- props of equilibrium air (props_equilibrium_air.cpp), a part of 'props' -------------------------
 
