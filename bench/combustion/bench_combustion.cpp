@@ -5,6 +5,7 @@
 // get_properties_p_H on that table.
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "combustion/c_combustible_thermodynamics.h"
@@ -65,6 +66,8 @@ BENCHMARK(BM_methane_air_table_64x64x32)->Arg(2)->Unit(benchmark::kSecond)->Iter
 struct medium_setup {
     std::shared_ptr<C_combustible_thermodynamics_PT> medium;
     medium_setup() {
+        // The table file goes to the temporary folder, not where the benchmark runs.
+        standalone_host::set_product_directory(CHostString(std::filesystem::temp_directory_path().u16string()));
         mp::combustion::combustible_settings s;  // methane-air, 64 x 64 x 32, 1e4..1e7 Pa, 250..3500 K
         auto sub = std::make_shared<C_combustible_substance_PT>();
         host_guid id;

@@ -44,6 +44,8 @@ struct props_request {
     double rho = 0.0;  // equilibrium-air only
     std::string T;
     std::vector<double> Y;
+    double z = 0.0;  // combustible media: the mixture fraction
+    bool z_given = false;
     bool p_given = false;
     bool rho_given = false;
     bool Y_given = false;

@@ -18,7 +18,16 @@ int run_props(const std::string& data_option, const props_request& request, bool
     const std::vector<double> temperatures = temperatures_of(request.T);
     captured_log log(verbose);
     const open_fluid fluid = open_fluid_medium(data_option, request.medium);
-    const std::vector<double> Y = mass_fractions_of(fluid.definition, request.Y, request.Y_given);
+    const bool combustible = fluid.definition.kind == "combustible";
+    if (combustible != request.z_given)
+        throw command_error(combustible ? "a combustible medium needs --z (the mixture fraction, 0 to 1)"
+                                        : "--z is only for combustible media");
+    if (combustible && !(request.z >= 0.0 && request.z <= 1.0))
+        throw command_error("--z: " + exact_number(request.z) + " is not a mixture fraction (0 to 1)");
+    // A combustible medium's mass fractions are its mixing inputs: the mixture fraction, then the
+    // unburnt oxidizer and fuel (0: the mixture in equilibrium).
+    const std::vector<double> Y =
+        combustible ? std::vector<double>{request.z, 0.0, 0.0} : mass_fractions_of(fluid.definition, request.Y, request.Y_given);
     log.discard();  // what creating the medium said is not about these states
 
     const auto number = request.csv ? exact_number : table_number;
@@ -72,6 +81,7 @@ command register_props(CLI::App& app, shared_options& shared) {
                      "Mass fractions y1,y2,..., one per substance in the medium's order; default: the medium's")
         ->delimiter(',')
         ->allow_extra_args(false);
+    props->add_option("--z", r.z, "Mixture fraction (0 oxidizer .. 1 fuel); required for, and only for, combustible media");
     props->add_flag("--csv", r.csv, "Comma-separated values with a header row (library lines to stderr)");
     props->add_option("--data", shared.data, data_help());
     props->footer(
@@ -86,6 +96,7 @@ command register_props(CLI::App& app, shared_options& shared) {
     const auto run = [props, request, &shared] {
         props_request& args = *request;
         args.Y_given = props->count("--Y") > 0;
+        args.z_given = props->count("--z") > 0;
         args.p_given = props->count("--p") > 0;
         args.rho_given = props->count("--rho") > 0;
         if (args.medium == kEquilibriumAirName) {
