@@ -223,6 +223,11 @@ std::int32_t CJsonDescription::query_interface(std::any& requested) {
         *p = std::shared_ptr<I_real_gas_description>(shared_from_this(), this);
         return 0;
     }
+    if (auto* p = std::any_cast<std::shared_ptr<I_combustible_description>>(&requested);
+        p != nullptr && is_combustible()) {
+        *p = std::shared_ptr<I_combustible_description>(shared_from_this(), this);
+        return 0;
+    }
     if (auto* p = std::any_cast<std::shared_ptr<IHostUnknown>>(&requested)) {
         *p = std::shared_ptr<IHostUnknown>(shared_from_this(), static_cast<IHostDescription*>(this));
         return 0;
@@ -332,6 +337,51 @@ void CJsonDescription::get_data_source(CHostString& source) {
     source = CHostString::from_utf8(it != m.end() && it->is_string() ? it->get<std::string>() : std::string());
 }
 
+namespace {
+// [min, max, points] of a combustible material's axis (zeros when absent: the substance refuses).
+void axis_of(const nlohmann::json& m, const char* key, double& min, double& max, std::int32_t& points) {
+    const auto it = m.find(key);
+    const bool ok = it != m.end() && it->is_array() && it->size() == 3 && (*it)[0].is_number() &&
+                    (*it)[1].is_number() && (*it)[2].is_number_integer();
+    min = ok ? (*it)[0].get<double>() : 0.0;
+    max = ok ? (*it)[1].get<double>() : 0.0;
+    points = ok ? (*it)[2].get<std::int32_t>() : 0;
+}
+std::string text_of(const nlohmann::json& m, const char* key) {
+    const auto it = m.find(key);
+    return it != m.end() && it->is_string() ? it->get<std::string>() : std::string();
+}
+}  // namespace
+
+void CJsonDescription::get_fuel(CHostString& c) { c = CHostString::from_utf8(text_of(nlohmann::json::parse(m_json), "fuel")); }
+void CJsonDescription::get_oxidizer(CHostString& c) {
+    c = CHostString::from_utf8(text_of(nlohmann::json::parse(m_json), "oxidizer"));
+}
+void CJsonDescription::get_first_axis(double& min, double& max, std::int32_t& points) {
+    axis_of(nlohmann::json::parse(m_json), "first_axis", min, max, points);
+}
+void CJsonDescription::get_temperature_axis(double& min, double& max, std::int32_t& points) {
+    axis_of(nlohmann::json::parse(m_json), "temperature_axis", min, max, points);
+}
+std::int32_t CJsonDescription::get_mixture_fraction_points() {
+    return static_cast<std::int32_t>(number("mixture_fraction_points"));
+}
+std::int32_t CJsonDescription::get_nox() {
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find("nox");
+    return it != m.end() && it->is_boolean() && it->get<bool>() ? 1 : 0;
+}
+void CJsonDescription::get_two_stream(std::int32_t& on, double& stream_parameter) {
+    const auto m = nlohmann::json::parse(m_json);
+    const auto it = m.find("two_stream");
+    on = it != m.end() && it->is_boolean() && it->get<bool>() ? 1 : 0;
+    const auto s = m.find("stream_parameter");
+    stream_parameter = s != m.end() && s->is_number() ? s->get<double>() : 0.0;
+}
+std::string CJsonDescription::combustible_table() const {
+    return is_combustible() && text_of(nlohmann::json::parse(m_json), "table") == "VT" ? "VT" : "PT";
+}
+
 void CJsonDescription::pair(const char* key, double& first, double& second) const {
     const auto m = nlohmann::json::parse(m_json);
     const auto it = m.find(key);
@@ -391,6 +441,20 @@ std::shared_ptr<CJsonDescription> CJsonDescription::from_json_text(const std::st
             required_number(m, "heat_value_b");
             check_property(m, "heat_parameter", true);
         }
+    }
+    if (d->is_combustible()) {
+        required_string(m, "fuel");
+        required_string(m, "oxidizer");
+        const std::string table = required_string(m, "table");
+        if (table != "PT" && table != "VT") throw std::runtime_error("\"table\" must be \"PT\" or \"VT\"");
+        for (const char* key : {"first_axis", "temperature_axis"}) {
+            double a = 0.0, b = 0.0;
+            std::int32_t n = 0;
+            axis_of(m, key, a, b, n);
+            if (!(a > 0.0) || !(b > a) || n < 2)
+                throw std::runtime_error(std::string("\"") + key + "\" must be [min, max, points], 0 < min < max, points >= 2");
+        }
+        required_integer(m, "mixture_fraction_points");
     }
     if (d->is_real_gas()) {
         for (const char* key : {"Tc", "pc", "molar_mass"})
@@ -622,9 +686,17 @@ std::int32_t create_medium(I_medium_physics& factory, const material_library& li
                 factory.CreateHypersonicGasThermodynamics(descriptions[0], register_it, out));
     else if (medium.kind == "combustible" && one)
         calling("CreateCombustibleThermodynamics",
-                factory.CreateCombustibleThermodynamics(descriptions[0], MP_KIND_COMBUSTIBLE_PT, 0.0, 0, register_it,
-                                                        out));
+                factory.CreateCombustibleThermodynamics(
+                    descriptions[0],
+                    library.find_material(medium.substances[0]) != nullptr &&
+                            library.find_material(medium.substances[0])->combustible_table() == "VT"
+                        ? MP_KIND_COMBUSTIBLE_VT
+                        : MP_KIND_COMBUSTIBLE_PT,
+                    0.0, 0, register_it, out));
     if (call != nullptr) *call = made;
+    // The combustible operation answers 0 also when it refuses (its refusal is in the log).
+    if (made.status == 0 && !out && medium.kind == "combustible")
+        return fail(3, "the factory could not create " + medium.name + " (see the log)");
     if (made.status == 2 || (made.status == 0 && !out))
         return fail(2, "media of kind " + medium.kind + " are not available in this build");
     if (made.status != 0) return fail(made.status, "the factory could not create " + medium.name + " (see the log)");

@@ -106,4 +106,7 @@ step "19. CO2 as a single-component gas on its (v, T) table, and the table file 
 "$cli" props CO2-gas --p 5e5 --T 300:500:50
 "$cli" sctable CO2 --T 320:800 --rho 0.05:200 --out "$out/SingleComponentGas.tables"
 
+step "20. Methane-air flames at 1 atm from reactants at 298.15 K: the adiabatic flame temperature from phi = 0.6 to 1.6"
+"$cli" flame methane --phi 0.6:1.6:0.1 --p 101325 --T0 298.15
+
 step "Files are in $out"

@@ -141,3 +141,20 @@ public:
     virtual double get_floor_temperature() = 0;
     virtual void get_data_source(CHostString& source) = 0;
 };
+
+// The description of a combustible substance (fuel and oxidizer burning in equilibrium).
+// Operations after those of IHostDescription, in slot order: 5 get_fuel, 6 get_oxidizer (species
+// of GRI-Mech 3.0 by mole, "CH4", "O2:0.21,N2:0.79"), 7 get_first_axis (p [Pa] of a PT table or
+// v [m3/kg] of a VT table: min, max, grid points), 8 get_temperature_axis (T [K]: min, max, grid
+// points), 9 get_mixture_fraction_points, 10 get_nox (0 nitrogen inert, else its chemistry),
+// 11 get_two_stream (two-stream byte 0 or 1, and the stream parameter of the table).
+class I_combustible_description : public virtual IHostDescription {
+public:
+    virtual void get_fuel(CHostString& composition) = 0;
+    virtual void get_oxidizer(CHostString& composition) = 0;
+    virtual void get_first_axis(double& min, double& max, std::int32_t& points) = 0;
+    virtual void get_temperature_axis(double& min, double& max, std::int32_t& points) = 0;
+    virtual std::int32_t get_mixture_fraction_points() = 0;
+    virtual std::int32_t get_nox() = 0;
+    virtual void get_two_stream(std::int32_t& on, double& stream_parameter) = 0;
+};

@@ -133,6 +133,11 @@ private:
 // mechanical properties can be formed), "table_temperatures" [Tmin, Tmax] in K and
 // "table_pressures" [pmin, pmax] in Pa (the rectangle of its property table), the boolean
 // "low_temperature_extension" and "floor_temperature" [K] (0: half of Tmin).
+// A combustible material ("combustible", fuel and oxidizer burning in equilibrium): "fuel" and
+// "oxidizer" (GRI-Mech 3.0 species by mole, "CH4", "O2:0.21,N2:0.79"), "table" ("PT" or "VT"),
+// "first_axis" [min, max, points] (p in Pa, or v in m3/kg), "temperature_axis" [min, max, points]
+// in K, "mixture_fraction_points", the boolean "nox", and optionally the boolean "two_stream" and
+// "stream_parameter".
 // A medium is {"name", "kind", "substances": [material names], "mass_fractions": [numbers]}.
 
 // One parsed material. It is the description the media read their substance from.
@@ -141,6 +146,7 @@ class MP_HOST_API CJsonDescription : public I_gas_description,
                                      public I_compressible_liquid_description,
                                      public I_solid_description,
                                      public I_real_gas_description,
+                                     public I_combustible_description,
                                      public std::enable_shared_from_this<CJsonDescription> {
 public:
     ~CJsonDescription() override;
@@ -193,6 +199,16 @@ public:
     std::int32_t get_low_temperature_extension() override;
     double get_floor_temperature() override;
     void get_data_source(CHostString& source) override;
+    // Combustible materials.
+    void get_fuel(CHostString& composition) override;
+    void get_oxidizer(CHostString& composition) override;
+    void get_first_axis(double& min, double& max, std::int32_t& points) override;
+    void get_temperature_axis(double& min, double& max, std::int32_t& points) override;
+    std::int32_t get_mixture_fraction_points() override;
+    std::int32_t get_nox() override;
+    void get_two_stream(std::int32_t& on, double& stream_parameter) override;
+    // "PT" or "VT": the table of a combustible material ("PT" for any other kind).
+    std::string combustible_table() const;
 
     const std::string& kind() const noexcept { return m_kind; }
     const std::string& name_utf8() const noexcept { return m_name; }
@@ -205,6 +221,7 @@ public:
     }
     bool is_solid() const noexcept { return m_kind == "heatconducting_solid" || m_kind == "electroconducting_solid"; }
     bool is_real_gas() const noexcept { return m_kind == "real_gas" || m_kind == "real_gas_phase_change"; }
+    bool is_combustible() const noexcept { return m_kind == "combustible"; }
 
     // Parses one material object; throws std::runtime_error with the reason when a field is
     // missing or malformed.

@@ -260,6 +260,22 @@ public:
                                                    double* kappa) const noexcept = 0;
 };
 
+// A combustible medium (kinds 7 and 8): fuel and oxidizer burning in equilibrium, described by a
+// chemistry table. Y of every operation holds Y[0] the mixture fraction z (mass fraction of
+// material from the fuel stream) and, when the medium's table is set up for two streams,
+// Y[1] the unburnt oxidizer's and Y[2] the unburnt fuel's mass fraction.
+class I_fluid_combustible : public virtual I_fluid_thermodynamics {
+public:
+    // 1. Number of species whose mass fractions the medium reports.
+    virtual std::int32_t get_species_count() const noexcept = 0;
+    // 2. Name of reported species k (a GRI-Mech 3.0 name); "" outside 0..count-1.
+    virtual const char* get_species_name(std::int32_t k) const noexcept = 0;
+    // 3. Mass fraction of reported species k at (p [Pa], T [K]); NaN outside 0..count-1.
+    virtual double get_species_mass_fraction(double p, double T, const double* Y, std::int32_t k) const noexcept = 0;
+    // 4. The stoichiometric mixture fraction of the two streams.
+    virtual double get_stoichiometric_mixture_fraction() const noexcept = 0;
+};
+
 class I_solver_membrane_model_support : public virtual I_fluid_thermodynamics {
 public:
     // Writes M_i (kg/mol) of every substance.

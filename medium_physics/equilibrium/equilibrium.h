@@ -10,21 +10,35 @@
 //
 // Method: element potentials. At the minimum, mu_j/RT = sum_i a_ij lambda_i, so at given (T, rho)
 //   ln n_j = -g_j/RT - ln(rho R T / p0) + sum_i a_ij lambda_i          [n_j in mol/kg]
-// and only the element potentials lambda_i are unknown (one per balance row). They are found by
-// Newton's method on the balances written as logarithms, ln(sum_j a_ij n_j / b_i) = 0 (and, for
-// charge, ln(positive charge / negative charge) = 0): sums of exponentials become nearly linear in
-// lambda, so a cold start converges in a few steps even where species span hundreds of decades.
-// Every sum is taken with its largest exponent factored out, so no amount overflows or underflows
-// on the way. Safeguards: each step is limited to kMaxPotentialStep, a backtracking search keeps
-// the residual from growing, and the iteration count is capped. When that iteration does not
-// converge, the solver falls back to damped Newton on the convex dual function
-// Phi(lambda) = sum_j n_j(lambda) - sum_i b_i lambda_i with an Armijo search (every step descends),
-// again capped, which hands back to a short Newton polish once every balance is within 1e-3; a
-// point that still fails gets status not_converged and one warning line in the log. Where the
-// Jacobian is singular (one species carrying two elements of an exactly balanced mixture, as
-// 2 H2 + O2 -> 2 H2O at room temperature) a small ridge solves the determined directions; the
-// leftover traces, below round-off of the element sums, are then not resolved. At given (T, p) an outer safeguarded Newton iteration on ln(rho), kept inside a bracket,
-// solves p(T, rho) = p.
+// and at given (T, p), with the total moles N as one more unknown,
+//   ln n_j = -g_j/RT - ln(p / p0) + ln N + sum_i a_ij lambda_i
+// (the same lambda: p = rho R T N). Only the element potentials (and ln N) are unknown. They are
+// found by Newton's method on the balances written as logarithms, ln(sum_j a_ij n_j / b_i) = 0
+// (for charge, ln(positive charge / negative charge) = 0; at given p also ln(sum_j n_j / N) = 0):
+// sums of exponentials become nearly linear in lambda, so the iteration converges in a few steps
+// from a nearby start even where species span hundreds of decades. Every sum is taken relative to
+// its largest exponent, so no amount overflows or underflows on the way. Each step is limited to
+// kMaxPotentialStep, and a backtracking search accepts only a step that lowers the sum of squared
+// residuals; a step that cannot ends the iteration (never a step uphill).
+//
+// Starts. A warm start takes the potentials of a neighbouring state. A cold start (or a warm one
+// that fails) runs the iteration of Gordon and McBride (NASA RP-1311, 1994, ch. 2 and 3) from
+// equal small amounts of every species: Newton's method on the Gibbs (or Helmholtz) energy in the
+// species amounts themselves, with their step control (no major species grows by more than e^2 in
+// a step, no trace species jumps above 1e-4 of the total), until every species changes by less
+// than kStartTolerance of the total; its Lagrange multipliers are then the element potentials from
+// which the iteration above converges to round-off. That start needs no estimate of the major
+// species and works for any element set, also where one species carries two elements (pure CH4,
+// where the hydrogen and carbon balances coincide).
+//
+// When that still does not converge, the solver falls back at given (T, rho) to damped Newton on
+// the convex dual function Phi(lambda) = sum_j n_j(lambda) - sum_i b_i lambda_i with an Armijo
+// search (every step descends), which hands back to a short Newton polish once every balance is
+// within 1e-3, and at given (T, p) to an outer iteration on ln(rho) over (T, rho) solves; a point
+// that still fails gets status not_converged and one warning line in the log. Where the Jacobian is
+// singular (one species carrying two elements of an exactly balanced mixture, as 2 H2 + O2 -> 2 H2O
+// at room temperature) a small ridge solves the determined directions; the leftover traces, below
+// round-off of the element sums, are then not resolved.
 //
 // Properties. Energies and enthalpies include the enthalpies of formation of the NASA data (the
 // elements in their reference states have h = 0 at 298.15 K), so e and h of air are about zero
@@ -33,7 +47,7 @@
 // analytic linear solves in the element potentials (no finite differences).
 //
 // Inputs: T in K, rho in kg/m3, p in Pa. Calls never throw and never allocate; all work arrays
-// are fixed-size (kMaxSpecies, kMaxBalances). Bad input (NaN, T <= 0, rho <= 0) returns
+// are fixed-size (kMaxSpecies, kMaxBalances): up to 64 species of up to 10 elements. Bad input (NaN, T <= 0, rho <= 0) returns
 // status invalid_input. A mixture is immutable after set-up and may be shared between threads;
 // every solve works only on the caller's state.
 #pragma once
@@ -44,9 +58,10 @@ class IHostMessageSink;
 
 namespace mp::equilibrium {
 
-inline constexpr int kMaxSpecies = 32;
-inline constexpr int kMaxElements = 8;
+inline constexpr int kMaxSpecies = 64;
+inline constexpr int kMaxElements = 10;
 inline constexpr int kMaxBalances = kMaxElements + 1;  // the elements and charge neutrality
+inline constexpr int kMaxUnknowns = kMaxBalances + 1;  // and ln N at given pressure
 inline constexpr int kMaxRanges = 4;
 inline constexpr int kNameSize = 16;
 
@@ -78,6 +93,8 @@ struct nasa_polynomial {
     double a[kMaxRanges][9] = {};
 
     species_thermo at(double T) const noexcept;
+    // The same with ln T given (a mixture evaluates every species at one temperature).
+    species_thermo at(double T, double lnT) const noexcept;
 };
 
 struct species {
@@ -150,6 +167,8 @@ struct properties {
     double cv_frozen = 0.0, cp_frozen = 0.0;
     double gamma = 0.0;                    // cp/cv
     double isentropic_exponent = 0.0;      // (dln p/dln rho) at constant s
+    double dlnp_dlnT_rho = 0.0;            // (dln p/dln T) at constant rho, composition following
+    double dlnp_dlnrho_T = 0.0;            // (dln p/dln rho) at constant T, composition following
     double sound_speed = 0.0;              // m/s, equilibrium
     double molar_mass = 0.0;               // kg/mol, mean
     double compressibility = 0.0;          // Z = p M_reference/(rho R T), M_reference the molar mass of the undissociated start mixture
@@ -159,12 +178,16 @@ struct properties {
 // Iteration limits; the defaults suit table generation. Lower them only to test the fallbacks.
 struct limits {
     std::int32_t newton_iterations = 60;    // element-potential Newton
+    std::int32_t start_iterations = 200;    // Gordon and McBride's iteration of a cold start
     std::int32_t fallback_iterations = 300; // damped dual Newton
-    std::int32_t pressure_iterations = 60;  // outer iteration of a (T, p) solve
+    std::int32_t pressure_iterations = 60;  // outer iteration of the (T, p) fallback
 };
 
 inline constexpr double kMaxPotentialStep = 8.0;  // largest change of one lambda per Newton step
 inline constexpr double kBalanceTolerance = 1e-13;  // |ln(sum a n / b)| at convergence: round-off
+// A cold start hands over to the element-potential iteration once no species changes by more than
+// this fraction of the total moles in a step (Gordon and McBride's own test is 0.5e-5).
+inline constexpr double kStartTolerance = 1e-5;
 
 // A species set with fixed element amounts: the thing whose equilibrium is solved.
 class mixture {
@@ -190,7 +213,8 @@ public:
 
     // Equilibrium at (T, rho). warm: use st.lambda when st.has_potentials, else a cold start.
     status solve_T_rho(double T_K, double rho_kg_m3, state& st, bool warm = true) const noexcept;
-    // Equilibrium at (T, p). warm: start from st (its potentials and its density).
+    // Equilibrium at (T, p), solved directly (lambda and ln N). warm: start from st (its potentials
+    // and its total moles).
     status solve_T_p(double T_K, double p_Pa, state& st, bool warm = true) const noexcept;
     // Sets st's potentials from a composition (mole fractions x, any scale) at (T, rho), so that a
     // following warm solve starts there. False when x is unusable.
@@ -201,14 +225,18 @@ public:
 
 private:
     struct work;
-    void prepare(double T, double rho, work& w) const noexcept;
+    void prepare(double T, double rho_or_p, bool at_pressure, work& w) const noexcept;
     status solve_prepared(work& w, state& st, bool warm) const noexcept;
-    bool newton(work& w, double* lambda, std::int32_t& iterations, std::int32_t cap) const noexcept;
+    void finish(const work& w, const double* x, state& st) const noexcept;
+    void predict(const work& w, const state& st, double* x) const noexcept;
+    bool newton(work& w, double* x, std::int32_t& iterations, std::int32_t cap) const noexcept;
+    bool gibbs_start(const work& w, double* x, std::int32_t& iterations) const noexcept;
     bool dual_fallback(work& w, double* lambda, std::int32_t& iterations) const noexcept;
-    double residual(const work& w, const double* lambda, double* F, double* J) const noexcept;
-    void balance_charge(const work& w, double* lambda) const noexcept;
-    double amounts(const work& w, const double* lambda, double* n) const noexcept;
-    void cold_start(const work& w, double* lambda) const noexcept;
+    status pressure_by_density(double T, double p, state& st) const noexcept;
+    double residual(const work& w, const double* x, double* F, double* J) const noexcept;
+    void balance_charge(const work& w, double* x) const noexcept;
+    double amounts(const work& w, const double* x, double* n) const noexcept;
+    double log_amounts(const work& w, const double* x, double* l) const noexcept;
     bool composition_derivatives(const double* n, const double* rhs_T, double* dlambda_T, double* dlambda_rho) const noexcept;
     void report(double T, double rho, const char* what) const noexcept;
 
@@ -218,6 +246,11 @@ private:
     double m_a[kMaxBalances][kMaxSpecies] = {};  // balance coefficients
     double m_b[kMaxBalances] = {};               // mol/kg
     bool m_active[kMaxSpecies] = {};             // false: contains an element the mixture lacks
+    int m_active_count = 0;
+    // The nonzero balance coefficients of each species: their rows and values.
+    int m_nonzero_count[kMaxSpecies] = {};
+    int m_nonzero_row[kMaxSpecies][kMaxBalances] = {};
+    double m_nonzero_a[kMaxSpecies][kMaxBalances] = {};
     double m_reference_molar_mass = 0.0;
     bool m_ready = false;
     limits m_limits;

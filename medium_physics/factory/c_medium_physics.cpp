@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "liquid/c_comp_liquid_thermodynamics.h"
+#include "combustion/c_combustible_thermodynamics.h"
 #include "hypersonic/c_hypersonic_gas_thermodynamics.h"
 #include "droplet/c_droplet_model.h"
 #include "gas/c_ideal_gas_thermodynamics.h"
@@ -70,8 +71,8 @@ constexpr medium_loader kLoaders[] = {
     load_medium<C_isotherm_cavitation_thermodynamics>,       // 4
     load_medium<C_real_gas_thermodynamics>,                  // 5
     load_medium<C_real_gas_phase_change_thermodynamics>,     // 6
-    nullptr,                                                 // 7 combustible (VT)
-    nullptr,                                                 // 8 combustible (PT)
+    load_medium<C_combustible_thermodynamics_VT>,            // 7
+    load_medium<C_combustible_thermodynamics_PT>,            // 8
     load_medium<C_hypersonic_gas_thermodynamics>,            // 9
     load_medium<C_cavitation_therm_obsolete>,                // 10
     load_medium<C_condensation_therm_obsolete>,              // 11
@@ -413,13 +414,37 @@ std::int32_t C_medium_physics::CreateRealGasPhaseChangeThermodynamics(const std:
                                                      "CreateRealGasPhaseChangeThermodynamics");
 }
 
-std::int32_t C_medium_physics::CreateCombustibleThermodynamics(const std::shared_ptr<IHostDescription>&,
-                                                               std::int32_t kind, double, std::int32_t, bool,
-                                                               fluid_ptr&) {
-    // Kinds other than 7 and 8 create nothing; the combustible media themselves are not in this
-    // build. The operation answers 0 either way.
-    if (kind == MP_KIND_COMBUSTIBLE_VT || kind == MP_KIND_COMBUSTIBLE_PT) unavailable("CreateCombustibleThermodynamics");
-    return MP_STATUS_OK;
+std::int32_t C_medium_physics::CreateCombustibleThermodynamics(const std::shared_ptr<IHostDescription>& mixture,
+                                                               std::int32_t kind, double default_z,
+                                                               std::int32_t settings, bool register_it,
+                                                               fluid_ptr& out) {
+    // Kinds other than 7 and 8 create nothing; the operation answers 0 in every case (a refusal is
+    // logged and leaves `out` as it was).
+    if (kind != MP_KIND_COMBUSTIBLE_VT && kind != MP_KIND_COMBUSTIBLE_PT) return MP_STATUS_OK;
+    const auto refuse = [&](const char* why) {
+        MP_LOG(m_host.get(), mp::line_kind::error,
+               "ERROR: MediumPhysics: %s(%d): CreateCombustibleThermodynamics: %s\n", why);
+        return MP_STATUS_OK;
+    };
+    try {
+        const char* why = "";
+        fluid_ptr medium;
+        if (kind == MP_KIND_COMBUSTIBLE_PT) {
+            const auto substance = cached_substance<kCombustiblePTCache>(mixture, why);
+            if (!substance) return refuse(why);
+            medium = C_combustible_thermodynamics_PT::create(substance, default_z, settings);
+        } else {
+            const auto substance = cached_substance<kCombustibleVTCache>(mixture, why);
+            if (!substance) return refuse(why);
+            medium = C_combustible_thermodynamics_VT::create(substance, default_z, settings);
+        }
+        if (!medium) return refuse("out of memory");
+        enter(medium, register_it);
+        out.swap(medium);
+        return MP_STATUS_OK;
+    } catch (const std::exception& e) {
+        return refuse(e.what());
+    }
 }
 
 std::int32_t C_medium_physics::CreateSingleComponentThermodynamics(bool register_it, fluid_ptr& out) {

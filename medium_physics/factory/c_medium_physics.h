@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "liquid/c_comp_liquid.h"
+#include "combustion/c_combustible_substance.h"
 #include "hypersonic/c_hypersonic_gas_substance.h"
 #include "liquid/c_inc_liquid.h"
 #include "real_gas/c_real_gas_substance.h"
@@ -95,8 +96,8 @@ public:
                               substance_cache<C_electroconducting_solid>,   // 7
                               substance_cache<C_real_gas_substance_in_mode<1>>,  // 8 real gas (mode 1)
                               substance_cache<C_real_gas_substance_in_mode<2>>,  // 9 real gas (mode 2)
-                              substance_cache<C_unavailable_substance>,     // 10 C_combustible_substance_VT
-                              substance_cache<C_unavailable_substance>,     // 11 C_combustible_substance_PT
+                              substance_cache<C_combustible_substance_VT>,  // 10
+                              substance_cache<C_combustible_substance_PT>,  // 11
                               substance_cache<C_hypersonic_gas_substance>,  // 12
                               substance_cache<C_obsolete_model_substance>,  // 13 obsolete models
                               substance_cache<C_single_component_gas_substance>>;  // 14 single-component gas

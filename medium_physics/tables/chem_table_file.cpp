@@ -178,6 +178,7 @@ chem_restore_result restore(C_3d_Chem_property& table, const chem_table_request&
     table.set_two_stream(request.two_stream);
     table.set_stream_parameter(request.stream_parameter);
 
+    if (!generator.keep_in_file()) return chem_restore_result::computed_not_saved;
     std::string why;
     if (CHost_Utils::CheckDiskSpace(host_path(path), request.required_free_bytes)) {
         if (write_chem_table_file(path, table, check, &why)) return chem_restore_result::computed_and_saved;

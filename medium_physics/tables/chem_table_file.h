@@ -42,6 +42,9 @@ public:
     // VT: C_3d_Chem_property::create, then the axes and every field. True when the table is
     // complete; it must have the requested sizes.
     virtual bool generate(C_3d_Chem_property& table, std::int32_t n1, std::int32_t n2, std::int32_t n3) = 0;
+    // False when the last table is usable but must not be kept in its file (it holds nodes the
+    // generator could not compute), so that the next run computes it again.
+    virtual bool keep_in_file() const noexcept { return true; }
 };
 
 // The record a combustible substance writes after its table, so that a file computed for another
@@ -125,7 +128,8 @@ bool write_chem_table_file(const std::filesystem::path& path, const C_3d_Chem_pr
 enum class chem_restore_result : std::int32_t {
     restored = 0,        // read from the table file
     computed_and_saved,  // the file did not restore; a fresh table was computed and written
-    computed_not_saved,  // computed, but not written (too little disk space, or the file did not write)
+    computed_not_saved,  // computed, but not written (too little disk space, the file did not write, or
+                         // the generator asks not to keep this table)
     failed,              // the generator failed: the table is empty
 };
 

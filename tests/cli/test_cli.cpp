@@ -229,16 +229,46 @@ TEST_F(Cli, SaveOfAnUnknownMediumExits1AndWritesNoFile) {
     }
 }
 
-TEST_F(Cli, SaveOfAMaterialThisBuildCannotCreateExits1AndWritesNoFile) {
+TEST_F(Cli, SaveOfAMaterialTheFactoryRefusesExits1AndWritesNoFile) {
+    // A combustible material whose fuel is not a GRI-Mech 3.0 species.
     const std::string dir = data_dir_with(
-        R"({"name": "thin-air", "identifier": "0A1B2C3D-0000-4000-8000-00000000ABCD", "kind": "combustible"})");
+        R"({"name": "thin-air", "identifier": "0A1B2C3D-0000-4000-8000-00000000ABCD", "kind": "combustible",
+            "fuel": "C8H18", "oxidizer": "O2:0.21,N2:0.79", "table": "PT", "first_axis": [1e4, 1e6, 3],
+            "temperature_axis": [300, 2000, 3], "mixture_fraction_points": 3, "nox": false})");
     const auto r = run("save --data " + quoted(dir) + " -o " + quoted(path("out.mpf")) + " obsolete-cavitation thin-air");
     EXPECT_EQ(r.exit_code, 1);
     EXPECT_FALSE(fs::exists(path("out.mpf")));
-    EXPECT_NE(r.err.find("cannot create \"thin-air\" (kind combustible): this build does not provide media of "
-                         "this kind"),
-              std::string::npos)
-        << r.err;
+    EXPECT_NE(r.err.find("thin-air"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, PropsOfACombustibleMediumTakeTheMixtureFraction) {
+    // A small methane-air table; its file goes to the product directory, the test's folder.
+    const std::string dir = data_dir_with(
+        R"({"name": "small-flame", "identifier": "0A1B2C3D-0000-4000-8000-00000000ABCE", "kind": "combustible",
+            "fuel": "CH4", "oxidizer": "O2:0.21,N2:0.79", "table": "PT", "first_axis": [5e4, 2e5, 3],
+            "temperature_axis": [250, 3000, 56], "mixture_fraction_points": 21, "nox": false})");
+    const std::string env = "MEDIUM_PHYSICS_PRODUCT_DIR=" + quoted(path("."));
+    const auto r = run("props --data " + quoted(dir) + " small-flame --p 100000 --T 250:2000:1750 --z 0.05 --csv", env);
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_TRUE(fs::exists(path("0A1B2C3D-0000-4000-8000-00000000ABCE_PT.tbl")));
+    // At 250 K and z = 0.05 (phi 0.9) the mixture is unburnt: rho = p M / (R T) with M of the
+    // reactants, 1/M = 0.05/0.016043 + 0.95/0.028851 (air 21/79 O2/N2 by mole); at 2000 K burnt.
+    const auto rows = lines_of(r.out);
+    // Column 3 of a row: rho.
+    const auto rho_of = [](const std::string& row) {
+        std::istringstream in(row);
+        std::string field;
+        for (int i = 0; i < 3; ++i) std::getline(in, field, ',');
+        return std::stod(field);
+    };
+    ASSERT_EQ(rows.size(), 3u) << r.out;
+    const double rho_cold = rho_of(rows[1]);
+    const double M = 1.0 / (0.05 / 0.016043 + 0.95 / 0.028851);
+    EXPECT_NEAR(rho_cold / (1e5 * M / (8.314462618 * 250.0)), 1.0, 2e-3);
+    EXPECT_LT(rho_of(rows[2]), 0.2);
+    // Without --z, or with --z on another medium: exit 1 with the reason.
+    EXPECT_EQ(run("props --data " + quoted(dir) + " small-flame --p 100000 --T 300", env).exit_code, 1);
+    EXPECT_EQ(run("props air --p 100000 --T 300 --z 0.5").exit_code, 1);
 }
 
 // ---- save, then inspect -------------------------------------------------------------------------

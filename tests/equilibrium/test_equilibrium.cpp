@@ -274,8 +274,10 @@ TEST(EquilibriumEngine, CapsFallBackAndReport) {
     state reference;
     ASSERT_EQ(m.solve_T_rho(9000.0, 1e-3, reference, false), status::converged);
 
-    // One Newton step cannot reach a cold-started point: the damped dual iteration takes over.
+    // One step of the cold start and one Newton step cannot reach the point: the damped dual
+    // iteration takes over.
     limits one;
+    one.start_iterations = 1;
     one.newton_iterations = 1;
     m.set_limits(one);
     state st;

@@ -367,7 +367,7 @@ TEST_F(gas_fixture, FactoryRefusesDescriptionsThatAreNoGases) {
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(one, true, out), MP_STATUS_OK);  // a gas description is a gas
     standalone_host::material_library liquids;
     liquids.add_text(R"({"materials": [{"name": "thin-air", "identifier": "B0000000-0000-4000-8000-000000000001",
-                          "kind": "combustible"}]})",
+                          "kind": "hypersonic_gas"}]})",
                      "others");
     one[0] = liquids.find_material("thin-air");
     EXPECT_EQ(factory->CreateIdealGasThermodynamics(one, true, out), MP_STATUS_FAILURE);

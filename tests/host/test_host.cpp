@@ -354,10 +354,10 @@ TEST(Descriptions, SchemaViolationsAreRefusedWithTheReason) {
     EXPECT_NE(refusal("not json").find("not valid JSON"), std::string::npos);
     EXPECT_NE(refusal(R"({"gases": []})").find("materials"), std::string::npos);
     EXPECT_NE(refusal(R"({"materials": [{"identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1",
-                                          "kind": "combustible"}]})")
+                                          "kind": "hypersonic_gas"}]})")
                   .find("\"name\""),
               std::string::npos);
-    EXPECT_NE(refusal(R"({"materials": [{"name": "x", "identifier": "nope", "kind": "combustible"}]})").find("GUID"),
+    EXPECT_NE(refusal(R"({"materials": [{"name": "x", "identifier": "nope", "kind": "hypersonic_gas"}]})").find("GUID"),
               std::string::npos);
     EXPECT_NE(refusal(material(R"("kind": "plasma")")).find("plasma"), std::string::npos);
     // Gas fields.
@@ -377,8 +377,8 @@ TEST(Descriptions, SchemaViolationsAreRefusedWithTheReason) {
         "substances": ["a", "b"], "mass_fractions": [1.0]}]})";
     EXPECT_NE(refusal(bad_medium).find("medium 0: \"mass_fractions\""), std::string::npos);
     const std::string twice = R"({"materials": [
-        {"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "combustible"},
-        {"name": "x", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "combustible"}]})";
+        {"name": "x", "identifier": "E46DDFE0-3DB1-4ba4-85ED-B83F873B2BF1", "kind": "hypersonic_gas"},
+        {"name": "x", "identifier": "299BD8CC-69AB-4b93-82E5-6D261B8E2FBA", "kind": "hypersonic_gas"}]})";
     EXPECT_NE(refusal(twice).find("material 1: duplicate name x"), std::string::npos);
 }
 

@@ -113,9 +113,9 @@ TEST_F(solid_fixture, CachedByIdentifier) {
 TEST_F(solid_fixture, FromValues) {
     standalone_host::material_library named;
     named.add_text(R"({"materials": [{"name": "block", "identifier": "F0000000-0000-4000-8000-000000000009",
-        "kind": "combustible"},
-        {"name": "block2", "identifier": "F0000000-0000-4000-8000-00000000000A", "kind": "combustible"},
-        {"name": "block3", "identifier": "F0000000-0000-4000-8000-00000000000B", "kind": "combustible"}]})",
+        "kind": "hypersonic_gas"},
+        {"name": "block2", "identifier": "F0000000-0000-4000-8000-00000000000A", "kind": "hypersonic_gas"},
+        {"name": "block3", "identifier": "F0000000-0000-4000-8000-00000000000B", "kind": "hypersonic_gas"}]})",
                    "named");
     host_shared_array<double> seven(7);
     const double v7[7] = {7800, 1000, 460, 50, 40, 30, 1};
@@ -155,7 +155,7 @@ TEST_F(solid_fixture, ElectroConductingSolidAndWrongDescriptions) {
     EXPECT_EQ(factory->CreateHeatConductingSolid(nullptr, kIdentity, none), MP_STATUS_FAILURE);
     standalone_host::material_library gas;
     gas.add_text(R"({"materials": [{"name": "g", "identifier": "F0000000-0000-4000-8000-0000000000AA",
-        "kind": "combustible"}]})",
+        "kind": "hypersonic_gas"}]})",
                  "g");
     EXPECT_EQ(factory->CreateHeatConductingSolid(gas.find_material("g"), kIdentity, none), MP_STATUS_FAILURE);
     EXPECT_EQ(cap.count("ERROR: MediumPhysics:"), 2u);

@@ -36,6 +36,7 @@ command register_rgtable(CLI::App& app, shared_options& shared);
 command register_chemtable(CLI::App& app, shared_options& shared);
 command register_radiation(CLI::App& app, shared_options& shared);
 command register_sctable(CLI::App& app, shared_options& shared);
+command register_flame(CLI::App& app, shared_options& shared);
 
 // ---- props of equilibrium air (props_equilibrium_air.cpp), a part of 'props' -------------------------
 
@@ -47,6 +48,8 @@ struct props_request {
     std::vector<double> Y;
     std::vector<double> alpha;  // a free-surface VOF medium's volume fractions
     bool alpha_given = false;
+    double z = 0.0;  // combustible media: the mixture fraction
+    bool z_given = false;
     bool p_given = false;
     bool rho_given = false;
     bool Y_given = false;

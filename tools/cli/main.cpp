@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
         register_props(app, shared),   register_invert(app, shared),     register_viscosity(app, shared),
         register_solid(app, shared),   register_saturation(app, shared), register_eos(app, shared),
         register_rgtable(app, shared), register_chemtable(app, shared),   register_radiation(app, shared),
-        register_sctable(app, shared),
+        register_sctable(app, shared), register_flame(app, shared),
     };
 
     try {

@@ -64,7 +64,16 @@ int run_props(const std::string& data_option, const props_request& request, bool
     const std::vector<double> temperatures = temperatures_of(request.T);
     captured_log log(verbose);
     const open_fluid fluid = open_fluid_medium(data_option, request.medium);
-    const std::vector<double> Y = composition_of(fluid, request);
+    const bool combustible = fluid.definition.kind == "combustible";
+    if (combustible != request.z_given)
+        throw command_error(combustible ? "a combustible medium needs --z (the mixture fraction, 0 to 1)"
+                                        : "--z is only for combustible media");
+    if (combustible && !(request.z >= 0.0 && request.z <= 1.0))
+        throw command_error("--z: " + exact_number(request.z) + " is not a mixture fraction (0 to 1)");
+    // A combustible medium's mass fractions are its mixing inputs: the mixture fraction, then the
+    // unburnt oxidizer and fuel (0: the mixture in equilibrium).
+    const std::vector<double> Y =
+        combustible ? std::vector<double>{request.z, 0.0, 0.0} : composition_of(fluid, request);
     log.discard();  // what creating the medium said is not about these states
 
     const auto number = request.csv ? exact_number : table_number;
@@ -145,6 +154,7 @@ command register_props(CLI::App& app, shared_options& shared) {
                      "default: the medium's")
         ->delimiter(',')
         ->allow_extra_args(false);
+    props->add_option("--z", r.z, "Mixture fraction (0 oxidizer .. 1 fuel); required for, and only for, combustible media");
     props->add_flag("--csv", r.csv, "Comma-separated values with a header row (library lines to stderr)");
     props->add_option("--data", shared.data, data_help());
     props->footer(
@@ -163,6 +173,7 @@ command register_props(CLI::App& app, shared_options& shared) {
         props_request& args = *request;
         args.Y_given = props->count("--Y") > 0;
         args.alpha_given = props->count("--alpha") > 0;
+        args.z_given = props->count("--z") > 0;
         args.p_given = props->count("--p") > 0;
         args.rho_given = props->count("--rho") > 0;
         if (args.medium == kEquilibriumAirName) {
