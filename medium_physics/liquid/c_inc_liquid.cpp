@@ -236,23 +236,6 @@ double C_incompressible_liquid_substance::enthalpy_corrected(double p, double T)
 
 double C_incompressible_liquid_substance::enthalpy_plain(double, double T) const noexcept { return m_cp.integral(T); }
 
-C_incompressible_liquid_substance::caloric C_incompressible_liquid_substance::caloric_at(
-    double p, double p_ref, double T, caloric_hint& hint) const noexcept {
-    double c = 0.0;
-    double I = 0.0;
-    hint.cp = m_cp.interval_near(T, hint.cp);
-    m_cp.value_and_integral_at(hint.cp, T, c, I);
-    const std::int32_t i = hint.volume = m_volume.interval_near(T, hint.volume);
-    const double v = m_volume.value_at(i, T);
-    if (!m_pressure_correction) return {I, c, c, v};
-    // the same expressions as enthalpy_corrected and cp_corrected, term for term
-    const std::int32_t j = m_shared_volume_grid ? i : c_1d_param::kSearch;
-    const double dv = m_dvolume_dT.value_at(j, T);
-    const double d2v = m_d2volume_dT2.value_at(j, T);
-    return {I + (v - T * dv) * (p - m_correction_pressure), c - (p - m_correction_pressure) * T * d2v,
-            c - (p_ref - m_correction_pressure) * T * d2v, v};
-}
-
 double C_incompressible_liquid_substance::expansion_slope(double T) const noexcept {
     const c_1d_param& s = m_dvolume_dT;
     const std::int32_t n = s.size();

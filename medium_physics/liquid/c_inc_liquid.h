@@ -135,7 +135,27 @@ public:
     struct caloric_hint {
         std::int32_t cp, volume;
     };
-    caloric caloric_at(double p, double p_ref, double T, caloric_hint& hint) const noexcept;
+    caloric caloric_at(double p, double p_ref, double T, caloric_hint& hint) const noexcept {
+        double c = 0.0;
+        double I = 0.0;
+        hint.cp = m_cp.interval_near(T, hint.cp);
+        if (m_cp.inside(hint.cp) && m_cp.has_integral())
+            m_cp.value_and_integral_inside(hint.cp, T, c, I);
+        else
+            m_cp.value_and_integral_at(hint.cp, T, c, I);
+        const std::int32_t i = hint.volume = m_volume.interval_near(T, hint.volume);
+        // the volume tables share their grid (m_shared_volume_grid): inside it, all three without checks
+        const bool inside =
+            m_shared_volume_grid && m_volume.inside(i) && m_dvolume_dT.inside(i) && m_d2volume_dT2.inside(i);
+        const double v = inside ? m_volume.value_inside(i, T) : m_volume.value_at(i, T);
+        if (!m_pressure_correction) return {I, c, c, v};
+        const std::int32_t j = m_shared_volume_grid ? i : c_1d_param::kSearch;
+        const double dv = inside ? m_dvolume_dT.value_inside(i, T) : m_dvolume_dT.value_at(j, T);
+        const double d2v = inside ? m_d2volume_dT2.value_inside(i, T) : m_d2volume_dT2.value_at(j, T);
+        // the same expressions as enthalpy_corrected and cp_corrected, term for term
+        return {I + (v - T * dv) * (p - m_correction_pressure), c - (p - m_correction_pressure) * T * d2v,
+                c - (p_ref - m_correction_pressure) * T * d2v, v};
+    }
     // get_volume(T) through the volume interval of a hint.
     double volume_near(double T, caloric_hint& hint) const noexcept {
         hint.volume = m_volume.interval_near(T, hint.volume);

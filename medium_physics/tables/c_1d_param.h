@@ -103,6 +103,21 @@ public:
     }
     double value_at(std::int32_t i, double T) const noexcept;
     void value_and_integral_at(std::int32_t i, double T, double& v, double& I) const noexcept;
+    // Whether interval i lies strictly inside the table (a table of two or more points), where the
+    // *_inside forms give what value_at(i, T) and value_and_integral_at(i, T) give, without their
+    // checks: for the innermost loops, after interval() or interval_near().
+    bool inside(std::int32_t i) const noexcept { return i >= 0 && i < m_n - 1 && !m_value.empty() && !m_T.empty(); }
+    double value_inside(std::int32_t i, double T) const noexcept {
+        const auto k = static_cast<std::size_t>(i);
+        return m_value[k] + (m_value[k + 1] - m_value[k]) / (m_T[k + 1] - m_T[k]) * (T - m_T[k]);
+    }
+    // Needs the integral prepared (has_integral()).
+    void value_and_integral_inside(std::int32_t i, double T, double& v, double& I) const noexcept {
+        const auto k = static_cast<std::size_t>(i);
+        const double d = T - m_T[k];
+        v = m_value[k] + m_slope[k] * d;
+        I = m_slope[k] * 0.5 * d * d + d * m_value[k] + m_integral[k];
+    }
     // Same point count and the same temperatures, bit for bit.
     bool same_grid(const c_1d_param& other) const noexcept;
 

@@ -82,6 +82,14 @@ TEST(Param1d, InterpolationMatchesAScanOnUniformAndUnevenGrids) {
             p.value_and_integral_at(at, x, value, integral);
             ASSERT_EQ(value, p.value(x));
             ASSERT_EQ(integral, p.integral(x));
+            // and the check-free forms, wherever the interval lies inside the table
+            ASSERT_EQ(p.inside(at), x > T->front() && x < T->back()) << x;
+            if (p.inside(at)) {
+                ASSERT_EQ(p.value_inside(at, x), p.value(x));
+                p.value_and_integral_inside(at, x, value, integral);
+                ASSERT_EQ(value, p.value(x));
+                ASSERT_EQ(integral, p.integral(x));
+            }
         }
         // Exactly on the grid points, where the interval choice matters most.
         for (std::size_t i = 0; i < T->size(); ++i) ASSERT_DOUBLE_EQ(p.value((*T)[i]), v[i]) << i;
