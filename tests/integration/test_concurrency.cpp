@@ -1,6 +1,8 @@
 // What the library shares between threads: the memory-watcher proxy created on first use, pooled
 // allocations reported from many threads, the log, the real-gas table patches made on first
-// lookup, and the built-in equilibrium-air tables read on first use. Built alone under ThreadSanitizer (without OpenMP, whose runtime it cannot see).
+// lookup, the built-in equilibrium-air tables read on first use, and the built-in media of every
+// fluid kind shared by many threads (a real gas whose table patches fill while it is used among them). Built alone
+// under ThreadSanitizer (without OpenMP, whose runtime it cannot see).
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -179,5 +181,72 @@ TEST(Concurrency, BuiltInEquilibriumAirTablesAreReadOnceAndAnswerAlike) {
     for (int i = 1; i < kThreads; ++i) {
         EXPECT_EQ(seen[std::size_t(i)], seen[0]);
         EXPECT_EQ(answers[std::size_t(i)], answers[0]);
+    }
+}
+
+// Every built-in medium of these kinds serves many threads at once and answers each state as a
+// medium used by one thread alone does: the liquids' one-pass enthalpy iteration, the cavitating
+// liquid, the VOF mixture asking its phases, the single-component gas table, and the real gas
+// with phase change, whose table patches fill on first lookup while the threads race into them.
+TEST(Concurrency, BuiltInMediaServeManyThreadsAsOne) {
+    standalone_host::material_library library;
+    library.add_directory(std::string(MP_SOURCE_DIR) + "/data/materials");
+    const auto make = [&](const char* name) {
+        std::shared_ptr<I_medium_physics> factory;
+        EXPECT_EQ(create_medium_physics(factory, std::make_shared<standalone_host::CStandaloneHost>()), MP_STATUS_OK);
+        fluid_ptr medium;
+        std::string why;
+        EXPECT_EQ(standalone_host::create_medium(*factory, library, *library.find_medium(name), false, medium, &why), 0)
+            << name << ": " << why;
+        std::any request = std::shared_ptr<I_solver__thermodynamics_P_H>();
+        EXPECT_EQ(medium->query_interface(request), 0) << name;
+        return std::make_pair(factory, std::any_cast<std::shared_ptr<I_solver__thermodynamics_P_H>>(request));
+    };
+    struct medium_case {
+        const char* name;
+        double p_low, p_high, T_low, T_high;
+    };
+    const medium_case cases[] = {{"water-glycol", 1e5, 3e6, 280.0, 360.0},
+                                 {"water-cavitating", 100.0, 1e6, 293.15, 293.15},
+                                 {"air-water-vof", 1e5, 2e5, 285.0, 330.0},
+                                 {"CO2-gas", 1e5, 1e6, 330.0, 480.0},
+                                 {"CO2-two-phase", 4e6, 8e6, 285.0, 320.0}};
+    constexpr int kStates = 60;
+    for (const auto& c : cases) {
+        const auto def = library.find_medium(c.name);
+        ASSERT_TRUE(def.has_value()) << c.name;
+        const std::vector<double> Y = def->mass_fractions;
+        const auto state = [&](int k) {
+            return std::make_pair(c.p_low + (c.p_high - c.p_low) * ((k * 37) % kStates) / kStates,
+                                  c.T_low + (c.T_high - c.T_low) * ((k * 11) % kStates) / kStates);
+        };
+        // Each state's p_T answer and the enthalpy inverted back from it.
+        const auto solve = [&](const I_solver__thermodynamics_P_H& m, int k, double* out) {
+            const auto [p, T] = state(k);
+            m.get_properties_p_T(p, T, Y.data(), &out[0], &out[1], &out[2], &out[3], &out[4], &out[5], &out[6],
+                                 &out[7]);
+            double r[9];
+            m.get_properties_p_H(out[1], p, Y.data(), 0.0, T + 2.0, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], &r[6],
+                                 &r[7], &r[8]);
+            out[8] = r[1];
+        };
+        auto [serial_factory, serial] = make(c.name);
+        std::vector<double> expected(kStates * 9);
+        for (int k = 0; k < kStates; ++k) solve(*serial, k, &expected[static_cast<std::size_t>(k) * 9]);
+        auto [shared_factory, shared] = make(c.name);
+        std::vector<std::vector<double>> got(kThreads, std::vector<double>(kStates * 9));
+        std::atomic<int> ready{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kThreads; ++i)
+            threads.emplace_back([&, i] {
+                ready.fetch_add(1);
+                while (ready.load() < kThreads) {}
+                for (int j = 0; j < kStates; ++j) {
+                    const int k = (j + 7 * i) % kStates;
+                    solve(*shared, k, &got[static_cast<std::size_t>(i)][static_cast<std::size_t>(k) * 9]);
+                }
+            });
+        for (auto& t : threads) t.join();
+        for (int i = 0; i < kThreads; ++i) EXPECT_EQ(got[static_cast<std::size_t>(i)], expected) << c.name << " " << i;
     }
 }
